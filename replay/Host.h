@@ -1,0 +1,50 @@
+// The host's part, played on a desk: frames start, are in flight and land in a history of limited depth; a
+// pending request is presented again on every event; locks and unlocks are carried out. Time is the session's
+// own clock, so a replay is deterministic.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "Session.h"
+
+namespace Replay {
+
+/// How one request fared.
+struct Outcome {
+    Request const* request = nullptr;
+    bool isAnswered = false;
+    std::map<int32_t, FrameNo> chosen;  ///< by frame index; kNoFrame: a capture without ZSL
+    std::vector<int64_t> offsetsNs;     ///< of the chosen history frames from the shutter
+    int64_t waitedNs = 0;               ///< until the answer, or the end of the session
+    size_t calls = 0;
+    size_t locks = 0;  ///< frame operations asked while serving this request
+    size_t unlocks = 0;
+    std::string lastRefusal;  ///< the plug-in's last WARN line of a call that left the request pending
+
+    bool isNonZsl() const;  ///< answered, and at least one of its frames is captured without ZSL
+};
+
+struct SessionResult {
+    std::vector<Outcome> outcomes;  ///< in the order of the session's requests
+    size_t lockedAtEnd = 0;
+};
+
+/// A line of the plug-in's log and the session time at which it was written.
+struct LogLine {
+    int priority;
+    std::string tag;
+    std::string text;
+    int64_t sessionNs;
+};
+
+struct HostOptions {
+    size_t historyDepth = 30;
+    std::function<std::shared_ptr<ISelector>()> makeSelector;
+    std::function<void(LogLine const&)> onLogLine;  ///< may be empty
+};
+
+/// Plays one session from its first event to its last.
+SessionResult play(Session const& session, HostOptions const& options);
+
+}  // namespace Replay

@@ -1,0 +1,81 @@
+// A recorded camera session, ready to be played: what the camera did and what the application asked for.
+// Times are nanoseconds on the session's own clock.
+#pragma once
+
+#include <vzrcam/Metadata.h>
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "zsl/policy/ISelector.h"
+
+namespace Replay {
+
+using NSCam::Metadata;
+using NSCam::ZslPolicy::FrameNo;
+using NSCam::ZslPolicy::ISelector;
+using NSCam::ZslPolicy::RequestNo;
+using NSCam::ZslPolicy::StreamId;
+using NSCam::ZslPolicy::StreamSets;
+
+constexpr double kNsPerMs = 1e6;
+
+struct Frame {
+    FrameNo frameNo = 0;
+    RequestNo requestNo = 0;
+    int64_t startNs = 0;    ///< exposure starts, the frame is in flight; also its sensor timestamp
+    int64_t resultNs = 0;   ///< its results are complete, it lands in the history
+    std::set<StreamId> images;
+    std::map<StreamId, Metadata> appMetas;
+    std::map<StreamId, Metadata> halMetas;
+};
+
+struct Request {
+    RequestNo requestNo = 0;
+    int64_t shutterNs = 0;  ///< the shutter moment
+    int64_t submitNs = 0;   ///< when the host first presents it
+    std::vector<int32_t> frameIndices{0};
+    StreamSets needStreams;
+    std::set<uint32_t> sensorIds;
+    std::unordered_map<uint32_t, uint32_t> sensorModes;
+    int32_t ev = 0;
+    Metadata appMeta;
+    std::map<FrameNo, ISelector::PreCollectSelectInfo> preCollects;
+    int32_t burstIdx = -1;  ///< -1: not part of a burst
+    int32_t burstCnt = -1;
+    size_t selector = 0;    ///< which of the session's selectors serves it
+};
+
+struct Session {
+    std::string name;
+    std::vector<std::pair<std::string, std::string>> properties;
+    size_t selectors = 1;
+    std::vector<Frame> frames;      ///< ascending frame numbers and start times
+    std::vector<Request> requests;  ///< in the order in which the host presents pending ones
+};
+
+/// What one input file holds: sessions that follow one another, and what the reader has to say about it.
+struct Recording {
+    std::vector<Session> sessions;
+    std::vector<std::string> notes;
+};
+
+/// An input that cannot be read. what() names file, place and reason.
+struct SessionError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// Reads a session file in our JSON format (docs/session-format.md); `file` only names it in errors.
+Recording readSession(std::string const& text, std::string const& file);
+
+struct DumpOptions {
+    bool asBursts = false;             ///< runs of still captures are bursts of reprocess requests
+    int64_t resultAfterNs = 66000000;  ///< from a frame's start to its complete result; a dump does not say
+};
+
+/// Reads what `adb shell cmd media.camera watch dump` prints; `file` only names it in errors.
+Recording readPhoneDump(std::string const& text, std::string const& file, DumpOptions const& options);
+
+}  // namespace Replay

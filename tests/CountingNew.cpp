@@ -1,0 +1,22 @@
+#include "CountingNew.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+size_t allocations = 0;
+}
+
+size_t heapAllocations() { return allocations; }
+
+void* operator new(size_t size) {
+    ++allocations;
+    void* const memory = std::malloc(size == 0 ? 1 : size);
+    if (memory == nullptr) {
+        std::abort();
+    }
+    return memory;
+}
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, size_t /*size*/) noexcept { std::free(memory); }

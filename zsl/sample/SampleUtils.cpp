@@ -1,0 +1,315 @@
+#include "zsl/sample/include/SampleUtils.h"
+
+#include <vzrcam/IMetadata.h>
+
+#include <algorithm>
+#include <initializer_list>
+#include <string>
+
+#include "zsl/policy/Rendering.h"
+#include "zsl/sample/Log.h"
+#include "zsl/sample/MetadataTags.h"
+
+namespace NSCam::Sample {
+
+namespace {
+
+using ZslPolicy::StreamId;
+namespace Policy = ZslPolicy::Policy;
+
+using MetadataByStream = std::map<StreamId, IMetadata const*>;
+
+constexpr int kTagNotFoundLine = 159;
+constexpr int kAfModeNotFoundLine = 168;
+constexpr int kAfStateNotFoundLine = 173;
+constexpr int kLensStateNotFoundLine = 178;
+constexpr int kSensorIdNotFoundLine = 256;
+constexpr int kSensorModeNotFoundLine = 264;
+
+template <typename T>
+std::optional<T> read(IMetadata const* meta, uint32_t tag) {
+    T value = 0;
+    return IMetadata::getEntry<T>(meta, tag, value, 0) ? std::optional<T>(value) : std::nullopt;
+}
+
+/// The first needed stream, in ascending order, for which `stop(streamId, metadata)` holds; end() if none.
+template <typename Stop>
+MetadataByStream::const_iterator findNeeded(MetadataByStream const& metas, std::set<StreamId> const& needed,
+                                            Stop stop) {
+    return std::find_if(metas.begin(), metas.end(), [&](auto const& stream) {
+        return needed.count(stream.first) != 0 && stop(stream.first, stream.second);
+    });
+}
+
+/// Whether all needed streams pass `check(metadata)`; the first that fails is reported as "`what` X".
+template <typename Check>
+bool everyNeededPasses(MetadataByStream const& metas, std::set<StreamId> const& needed, char const* what,
+                       Check check) {
+    auto const failing = findNeeded(metas, needed, [&](StreamId, IMetadata const* meta) { return !check(meta); });
+    if (failing == metas.end()) {
+        return true;
+    }
+    ZSL_LOGW("[%s] (%#lx): %s X", "operator()", static_cast<unsigned long>(failing->first), what);
+    return false;
+}
+
+template <typename T>
+std::string joinValues(std::initializer_list<T> values) {
+    std::string text;
+    for (T const value : values) {
+        text += (text.empty() ? "" : ",") + std::to_string(value);
+    }
+    return text;
+}
+
+/// Whether the tag's value is one of `accepted`; `bc` is the verdict for an absent tag.
+template <typename T>
+bool isMatched(IMetadata const* meta, uint32_t tag, std::initializer_list<T> accepted, char const* caller,
+               bool bc) {
+    auto const value = read<T>(meta, tag);
+    if (!value) {
+        if (!bc) {
+            ZSL_LOGE("[%s] [%s] tag(%#x) not found! (%s){#%d:%s}", "isMatched", caller, tag, "isMatched",
+                     kTagNotFoundLine, kUtilsPath);
+        }
+        return bc;
+    }
+    ZSL_LOGD("[%s] [%s] tag(%#x) val=%s target=%s bc=%d", "isMatched", caller, tag,
+             std::to_string(*value).c_str(), joinValues(accepted).c_str(), bc ? 1 : 0);
+    return std::find(accepted.begin(), accepted.end(), *value) != accepted.end();
+}
+
+std::optional<uint8_t> readAfTag(IMetadata const* meta, uint32_t tag, int notFoundLine) {
+    auto const value = read<uint8_t>(meta, tag);
+    if (!value) {
+        ZSL_LOGE("[%s] tag(%#x) not found! (%s){#%d:%s}", "isAFStable", tag, "isAFStable", notFoundLine,
+                 kUtilsPath);
+    }
+    return value;
+}
+
+/// A focusing lens is at rest unless it moves or scans; a focus that never started counts only while the lens
+/// is known to stand still. Fixed-focus modes always are at rest.
+bool isFocusAtRest(uint8_t afMode, uint8_t afState, uint8_t lensState) {
+    if (afMode < kAfModeAuto || afMode > kAfModeContinuousPicture) {
+        return true;
+    }
+    if (lensState == kLensMoving) {
+        return false;
+    }
+    switch (afState) {
+        case kAfStateInactive: return lensState == kLensStationary;
+        case kAfStatePassiveScan:
+        case kAfStateActiveScan: return false;
+        default: return true;
+    }
+}
+
+bool isStreamAFStable(IMetadata const* meta) {
+    auto const afMode = readAfTag(meta, Tag::kControlAfMode, kAfModeNotFoundLine);
+    if (!afMode) {
+        return false;
+    }
+    auto const afState = readAfTag(meta, Tag::kControlAfState, kAfStateNotFoundLine);
+    if (!afState) {
+        return false;
+    }
+    auto const lensState = readAfTag(meta, Tag::kLensState, kLensStateNotFoundLine);
+    if (!lensState) {
+        return false;
+    }
+    auto const describe = [&] {
+        return "afMode=" + std::to_string(*afMode) + " afState=" + std::to_string(*afState) +
+               " lensState=" + std::to_string(*lensState);
+    };
+    if (!isFocusAtRest(*afMode, *afState, *lensState)) {
+        ZSL_LOGW("[%s] AF fail: %s", "isAFStable", describe().c_str());
+        return false;
+    }
+    ZSL_LOGD("[%s] AF ok: %s", "isAFStable", describe().c_str());
+    return true;
+}
+
+/// Collects the sensors of the frame's needed HAL streams with their modes. False when a stream does not name them.
+bool readSensorModes(ISelector::HistoryFrame const& hf, StreamSets const& needStreams, SensorModes& modes) {
+    auto const unnamed = findNeeded(hf.halMetas, needStreams.halMetas, [&](StreamId id, IMetadata const* meta) {
+        auto const sensorId = read<int32_t>(meta, Tag::kHalRequestSensorId);
+        if (!sensorId) {
+            ZSL_LOGE("[%s] streamId(%#lx): VZR_HAL_REQUEST_SENSOR_ID(%#x) not found! (%s){#%d:%s}",
+                     "isRequiredSensorMode", static_cast<unsigned long>(id), Tag::kHalRequestSensorId,
+                     "isRequiredSensorMode", kSensorIdNotFoundLine, kUtilsPath);
+            return true;
+        }
+        auto const mode = read<int32_t>(meta, Tag::kP1NodeSensorMode);
+        if (!mode) {
+            ZSL_LOGE("[%s] streamId(%#lx): VZR_P1NODE_SENSOR_MODE(%#x) not found! (%s){#%d:%s}",
+                     "isRequiredSensorMode", static_cast<unsigned long>(id), Tag::kP1NodeSensorMode,
+                     "isRequiredSensorMode", kSensorModeNotFoundLine, kUtilsPath);
+            return true;
+        }
+        modes.insert(static_cast<uint32_t>(*sensorId), static_cast<uint32_t>(*mode));
+        return false;
+    });
+    return unnamed == hf.halMetas.end();
+}
+
+bool isRequiredSensorMode(ISelector::HistoryFrame const& hf, StreamSets const& needStreams,
+                          SensorModes const& reqSensorModes) {
+    SensorModes frameModes;
+    if (!readSensorModes(hf, needStreams, frameModes)) {
+        return false;
+    }
+    auto const describe = [&] {
+        return "sensorModes={history={" + ZslPolicy::toString(frameModes.toMap()) + "} request={" +
+               ZslPolicy::toString(reqSensorModes.toMap()) + "}";
+    };
+    auto const matches = [&](uint32_t sensorId, uint32_t mode) {
+        uint32_t const* const frameMode = frameModes.find(sensorId);
+        return frameMode != nullptr && *frameMode == mode;
+    };
+    auto const nameFirstMismatch = [&]() -> std::string {
+        for (auto const& [sensorId, mode] : reqSensorModes.toMap()) {
+            if (!matches(sensorId, mode)) {
+                return frameModes.find(sensorId) == nullptr
+                           ? "sensorId(" + std::to_string(static_cast<int32_t>(sensorId)) + ")"
+                           : "sensorMode(" + std::to_string(static_cast<int32_t>(mode)) + ")";
+            }
+        }
+        return "";
+    };
+    if (!std::all_of(reqSensorModes.begin(), reqSensorModes.end(),
+                     [&](auto const& entry) { return matches(entry.sensorId, entry.mode); })) {
+        ZSL_LOGI("[%s] check %s fail: %s", "isRequiredSensorMode", nameFirstMismatch().c_str(),
+                 describe().c_str());
+        return false;
+    }
+    ZSL_LOGD("[%s] isRequiredSensorMode OK: %s", "isRequiredSensorMode", describe().c_str());
+    return true;
+}
+
+int32_t readFrameEv(ISelector::HistoryFrame const& hf, StreamSets const& needStreams) {
+    int32_t ev = 0;
+    auto const source = findNeeded(hf.appMetas, needStreams.appMetas, [&](StreamId, IMetadata const* meta) {
+        return IMetadata::getEntry<int32_t>(meta, Tag::kControlAeExposureCompensation, ev, 0);
+    });
+    if (source == hf.appMetas.end()) {
+        ZSL_LOGW("[%s] cannot get EV setting, set default EV=%d", "operator()", ev);
+    } else {
+        ZSL_LOGD("[%s] streamId(%#lx): get EV setting=%d", "operator()",
+                 static_cast<unsigned long>(source->first), ev);
+    }
+    return ev;
+}
+
+bool isRequiredEV(ISelector::HistoryFrame const& hf, StreamSets const& needStreams, int32_t targetEv) {
+    int32_t const ev = readFrameEv(hf, needStreams);
+    if (ev != targetEv) {
+        ZSL_LOGI("[%s] isRequiredEV fail: EV(History)=%d, EV(Target)=%d", "isRequiredEV", ev, targetEv);
+        return false;
+    }
+    ZSL_LOGD("[%s] isRequiredEV OK: EV=%d", "isRequiredEV", targetEv);
+    return true;
+}
+
+bool includesAll(std::set<StreamId> const& carried, std::set<StreamId> const& needed) {
+    return std::includes(carried.begin(), carried.end(), needed.begin(), needed.end());
+}
+
+bool includesAll(StreamSets const& carried, StreamSets const& needed) {
+    return includesAll(carried.halImages, needed.halImages) && includesAll(carried.halMetas, needed.halMetas) &&
+           includesAll(carried.appMetas, needed.appMetas);
+}
+
+}  // namespace
+
+bool isAFStable(ISelector::HistoryFrame const& hf, StreamSets const& needStreams) {
+    return everyNeededPasses(hf.appMetas, needStreams.appMetas, "AF", isStreamAFStable);
+}
+
+bool isAEStable(ISelector::HistoryFrame const& hf, StreamSets const& needStreams) {
+    return everyNeededPasses(hf.appMetas, needStreams.appMetas, "AE", [](IMetadata const* meta) {
+        return isMatched<uint8_t>(meta, Tag::kControlAeState, {kAeStateConverged, kAeStateLocked}, "isAEStable",
+                                  false);
+    });
+}
+
+bool isAESoftStable(ISelector::HistoryFrame const& hf, StreamSets const& needStreams) {
+    return everyNeededPasses(hf.halMetas, needStreams.halMetas, "(soft) AE", [](IMetadata const* meta) {
+        return isMatched<int32_t>(meta, Tag::kSoftAeState, {1}, "isAESoftStable", true);
+    });
+}
+
+bool isFrameSync(ISelector::HistoryFrame const& hf, StreamSets const& needStreams) {
+    auto const synced = findNeeded(hf.halMetas, needStreams.halMetas, [](StreamId id, IMetadata const* meta) {
+        if (isMatched<int64_t>(meta, Tag::kFrameSyncResult, {0}, "isFrameSync", true)) {
+            return true;
+        }
+        ZSL_LOGW("[%s] (%#lx): FrameSync X", "operator()", static_cast<unsigned long>(id));
+        return false;
+    });
+    return synced != hf.halMetas.end();
+}
+
+bool isQualify(ISelector::HistoryFrame const& hf, StreamSets const& needStreams, uint32_t policy, bool isTimeout,
+               SensorModes const& reqSensorModes, int32_t targetEv) {
+    if ((policy & Policy::ForcePending) != 0) {
+        ZSL_LOGW("[%s] DEBUG: hf[F%u] force pending...", "isQualify", hf.frameNo);
+        return false;
+    }
+    if (!includesAll(hf.streamSets, needStreams)) {
+        ZSL_LOGW("[%s] hf[F%u]{%s} does not include all needStreams{%s}", "isQualify", hf.frameNo,
+                 ZslPolicy::toString(hf.streamSets, false).c_str(),
+                 ZslPolicy::toString(needStreams, false).c_str());
+        return false;
+    }
+    if (!isRequiredSensorMode(hf, needStreams, reqSensorModes)) {
+        ZSL_LOGW("[%s] hf[F%u] does not include all reqSensorModes", "isQualify", hf.frameNo);
+        return false;
+    }
+    if (!isRequiredEV(hf, needStreams, targetEv)) {
+        ZSL_LOGW("[%s] hf[F%u] does not include tareget EV=%d", "isQualify", hf.frameNo, targetEv);
+        return false;
+    }
+    if (isTimeout) {
+        ZSL_LOGI("[%s] TIMEOUT: take hf[F%u] without checking quality", "isQualify", hf.frameNo);
+        return true;
+    }
+    static constexpr struct {
+        uint32_t policyBit;
+        bool (*isStable)(ISelector::HistoryFrame const&, StreamSets const&);
+        char const* what;
+    } kPredicates[] = {
+        {Policy::AFStable, isAFStable, "AF"},
+        {Policy::AEStable, isAEStable, "AE"},
+        {Policy::AESoftStable, isAESoftStable, "(soft) AE"},
+        {Policy::FrameSync, isFrameSync, "FrameSync"},
+    };
+    for (auto const& predicate : kPredicates) {
+        if ((policy & predicate.policyBit) != 0 && !predicate.isStable(hf, needStreams)) {
+            ZSL_LOGW("[%s] hf[F%u] %s X", "isQualify", hf.frameNo, predicate.what);
+            return false;
+        }
+    }
+    ZSL_LOGD("[%s] hf[F%u] OK", "isQualify", hf.frameNo);
+    return true;
+}
+
+bool tryGetPreCollectHint(IMetadata const* appMeta) {
+    if (appMeta == nullptr) {
+        ZSL_LOGE("[%s] cannot find input app meta (%s){#%d:%s}", "tryGetPreCollectHint", "tryGetPreCollectHint",
+                 __LINE__, kUtilsPath);
+        return false;
+    }
+    return read<int32_t>(appMeta, Tag::kPreCollectHint).value_or(-1) > 0;
+}
+
+std::optional<int32_t> tryGetEVSetting(IMetadata const* appMeta) {
+    if (appMeta == nullptr) {
+        ZSL_LOGE("[%s] cannot find input app meta (%s){#%d:%s}", "tryGetEVSetting", "tryGetEVSetting", __LINE__,
+                 kUtilsPath);
+        return std::nullopt;
+    }
+    return read<int32_t>(appMeta, Tag::kControlAeExposureCompensation);
+}
+
+}  // namespace NSCam::Sample
