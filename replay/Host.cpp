@@ -141,10 +141,9 @@ class Host {
     /// others are held.
     void evict() {
         while (mInput.history.size() > mOptions.historyDepth) {
-            auto const oldest =
-                std::find_if(mInput.history.begin(), mInput.history.end(), [&](auto const& entry) {
-                    return !entry.second.locked && mKept.count(entry.first) == 0;
-                });
+            auto const oldest = std::find_if(mInput.history.begin(), mInput.history.end(), [&](auto const& entry) {
+                return !entry.second.locked && mKept.count(entry.first) == 0;
+            });
             if (oldest == mInput.history.end()) {
                 return;
             }
@@ -180,8 +179,8 @@ class Host {
 
         // A request of a burst needs one frame, under whatever index; any other needs them all.
         bool const isBurst = request.burstIdx >= 0;
-        outcome.isAnswered = isBurst ? !out.selectedFrames.empty()
-                                     : out.selectedFrames.size() == request.frameIndices.size();
+        outcome.isAnswered =
+            isBurst ? !out.selectedFrames.empty() : out.selectedFrames.size() == request.frameIndices.size();
         carryOut(out.frameOps, outcome);
         if (outcome.isAnswered) {
             answer(out.selectedFrames, outcome);

@@ -18,8 +18,8 @@ namespace Replay {
 
 namespace {
 
-constexpr int64_t kMaxFrames = 1000000;
-constexpr int64_t kFramePeriodNs = 33333333;  // where a dump has only one timestamp
+constexpr int64_t kFramePeriodNs = 33333333;        // where a dump has only one timestamp
+constexpr int64_t kLatestNs = 1000000000000000000;  // 31 years after boot: no clock reads that
 constexpr StreamId kAppStream = 1;
 constexpr StreamId kHalStream = 2;
 
@@ -87,7 +87,7 @@ std::optional<Line> parseLine(std::string const& text) {
     auto const ns = parseDigits(text.substr(colon + 1, unit - colon - 1));
     std::string const rest = trimmed(text.substr(unit + 3));
     bool const isRequest = rest.compare(0, 4, "REQ:") == 0;
-    if (!frame || !ns || (!isRequest && rest.compare(0, 4, "RES:") != 0)) {
+    if (!frame || !ns || *ns > kLatestNs || (!isRequest && rest.compare(0, 4, "RES:") != 0)) {
         return std::nullopt;
     }
     return Line{text.substr(0, blank), *frame, *ns, isRequest, trimmed(rest.substr(4))};
@@ -148,7 +148,9 @@ int64_t interpolate(std::map<int64_t, int64_t> const& points, int64_t frame) {
     auto const left = std::prev(right);
     double const slope =
         static_cast<double>(right->second - left->second) / static_cast<double>(right->first - left->first);
-    return left->second + static_cast<int64_t>(slope * static_cast<double>(frame - left->first));
+    double const ns = static_cast<double>(left->second) + slope * static_cast<double>(frame - left->first);
+    constexpr auto kFar = static_cast<double>(2 * kLatestNs);
+    return static_cast<int64_t>(std::clamp(ns, -kFar, kFar));
 }
 
 bool isStillIntent(int64_t intent) {
@@ -218,8 +220,8 @@ void addRequests(std::vector<Frame const*> const& run, Client const& client, Dum
         request.submitNs = request.shutterNs;
         request.needStreams.appMetas = {kAppStream};
         request.needStreams.halMetas = {kHalStream};
-        request.ev = static_cast<int32_t>(
-            requestedValue(client, kAeExposureCompensation, frame.frameNo).value_or(0));
+        request.ev =
+            static_cast<int32_t>(requestedValue(client, kAeExposureCompensation, frame.frameNo).value_or(0));
         request.appMeta.set(kAeExposureCompensation, request.ev);
         if (options.asBursts) {
             request.burstIdx = static_cast<int32_t>(index);
@@ -242,9 +244,10 @@ Session makeSession(Client const& client, std::string const& file, bool takeLens
         first = std::min(first, client.submitNs.begin()->first);
         last = std::max(last, client.submitNs.rbegin()->first);
     }
-    if (last - first >= kMaxFrames || last >= NSCam::ZslPolicy::kNoFrame) {
+    if (last - first >= options.maxFrames || last >= NSCam::ZslPolicy::kNoFrame) {
         throw SessionError(file + ": " + client.name + ": frames f" + std::to_string(first) + " to f" +
-                           std::to_string(last) + " are too many, or too high, for a session");
+                           std::to_string(last) + " are too high, or more than " +
+                           std::to_string(options.maxFrames) + " in a file");
     }
     for (int64_t number = first; number <= last; ++number) {
         session.frames.push_back(makeFrame(client, number, takeLensAsStationary, options));
@@ -321,8 +324,10 @@ Recording readPhoneDump(std::string const& text, std::string const& file, DumpOp
         return client.resultTags.count(kLensState) != 0;
     });
     Recording recording;
+    DumpOptions left = options;
     for (Client const& client : dump.clients) {
-        Session session = makeSession(client, file, !hasLensState, options);
+        Session session = makeSession(client, file, !hasLensState, left);
+        left.maxFrames -= static_cast<int64_t>(session.frames.size());
         if (session.frames.empty()) {
             recording.notes.push_back(client.name + ": no result line, so no frame to choose from; left out");
         } else {

@@ -55,9 +55,8 @@ std::optional<double> median(std::vector<double> values) {
 
 /// The value furthest from zero.
 std::optional<double> worst(std::vector<double> const& values) {
-    auto const furthest = std::max_element(values.begin(), values.end(), [](double left, double right) {
-        return std::abs(left) < std::abs(right);
-    });
+    auto const furthest = std::max_element(
+        values.begin(), values.end(), [](double left, double right) { return std::abs(left) < std::abs(right); });
     return furthest == values.end() ? std::nullopt : std::optional<double>(*furthest);
 }
 
@@ -153,7 +152,9 @@ nlohmann::json toJson(Outcome const& outcome) {
     nlohmann::json result = {
         {"requestNo", request.requestNo},
         {"shutterNs", request.shutterNs},
-        {"state", !outcome.isAnswered ? "pending" : outcome.isNonZsl() ? "non-ZSL" : "history"},
+        {"state", !outcome.isAnswered  ? "pending"
+                  : outcome.isNonZsl() ? "non-ZSL"
+                                       : "history"},
         {"chosen", chosen},
         {"offsetsMs", offsetsMs},
         {"waitedMs", static_cast<double>(outcome.waitedNs) / kNsPerMs},
@@ -185,11 +186,11 @@ void printTable(std::ostream& out, Recording const& recording, std::vector<Playe
     }
     Summary const summary = summarize(played);
     out << summary.requests << " requests: " << summary.fromHistory << " served from history, " << summary.nonZsl
-        << " non-ZSL, " << summary.pending << " still pending; offset median " << offsetText(median(summary.offsetsMs))
-        << " ms, worst " << offsetText(worst(summary.offsetsMs)) << " ms; wait median "
-        << waitText(median(summary.waitsMs)) << " ms, worst " << waitText(worst(summary.waitsMs)) << " ms; "
-        << summary.locks << " locks asked, " << summary.unlocks << " unlocks asked, " << summary.lockedAtEnd
-        << " frames still locked\n";
+        << " non-ZSL, " << summary.pending << " still pending; offset median "
+        << offsetText(median(summary.offsetsMs)) << " ms, worst " << offsetText(worst(summary.offsetsMs))
+        << " ms; wait median " << waitText(median(summary.waitsMs)) << " ms, worst "
+        << waitText(worst(summary.waitsMs)) << " ms; " << summary.locks << " locks asked, " << summary.unlocks
+        << " unlocks asked, " << summary.lockedAtEnd << " frames still locked\n";
 }
 
 void printJson(std::ostream& out, Recording const& recording, std::vector<PlayedSession> const& played) {

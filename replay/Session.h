@@ -25,8 +25,8 @@ constexpr double kNsPerMs = 1e6;
 struct Frame {
     FrameNo frameNo = 0;
     RequestNo requestNo = 0;
-    int64_t startNs = 0;    ///< exposure starts, the frame is in flight; also its sensor timestamp
-    int64_t resultNs = 0;   ///< its results are complete, it lands in the history
+    int64_t startNs = 0;   ///< exposure starts, the frame is in flight; also its sensor timestamp
+    int64_t resultNs = 0;  ///< its results are complete, it lands in the history
     std::set<StreamId> images;
     std::map<StreamId, Metadata> appMetas;
     std::map<StreamId, Metadata> halMetas;
@@ -45,7 +45,7 @@ struct Request {
     std::map<FrameNo, ISelector::PreCollectSelectInfo> preCollects;
     int32_t burstIdx = -1;  ///< -1: not part of a burst
     int32_t burstCnt = -1;
-    size_t selector = 0;    ///< which of the session's selectors serves it
+    size_t selector = 0;  ///< which of the session's selectors serves it
 };
 
 struct Session {
@@ -73,6 +73,7 @@ Recording readSession(std::string const& text, std::string const& file);
 struct DumpOptions {
     bool asBursts = false;             ///< runs of still captures are bursts of reprocess requests
     int64_t resultAfterNs = 66000000;  ///< from a frame's start to its complete result; a dump does not say
+    int64_t maxFrames = 100000;        ///< of all clients together; almost an hour at 30 frames a second
 };
 
 /// Reads what `adb shell cmd media.camera watch dump` prints; `file` only names it in errors.

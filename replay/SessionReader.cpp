@@ -184,7 +184,8 @@ void readTag(std::string const& key, Node const& node, Metadata& metadata) {
     if (tag == nullptr && !parseInteger(key)) {
         node.fail("unknown tag; use its number");
     }
-    uint32_t const number = tag != nullptr ? tag->number : static_cast<uint32_t>(node.keyAsInteger(key, 0, kMaxU32));
+    uint32_t const number =
+        tag != nullptr ? tag->number : static_cast<uint32_t>(node.keyAsInteger(key, 0, kMaxU32));
     if (node.isNull()) {
         metadata.erase(number);
     } else if (node.isObject()) {
@@ -370,8 +371,8 @@ Request readRequest(Node const& node, Session const& session, StreamSets const& 
 }
 
 void readRequests(Node const& node, StreamSets const& streams, Session& session) {
-    node.object({"requestNo", "shutterMs", "submitMs", "frames", "need", "sensorModes", "sensorIds", "ev", "appMeta",
-                 "preCollects", "selector", "burst", "intervalMs", "order"});
+    node.object({"requestNo", "shutterMs", "submitMs", "frames", "need", "sensorModes", "sensorIds", "ev",
+                 "appMeta", "preCollects", "selector", "burst", "intervalMs", "order"});
     Request const request = readRequest(node, session, streams);
     if (!node.has("burst")) {
         session.requests.push_back(request);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -44,7 +45,7 @@ constexpr char const* kFooter =
 
 struct Arguments {
     std::string input;
-    std::string plugin = "libvzrcam_zsl_sampleselector.so";
+    std::string plugin;
     std::string logLevel;
     std::string propertyFile;
     std::vector<std::string> properties;
@@ -55,6 +56,15 @@ struct Arguments {
     double resultAfterMs = 66;
     bool asJson = false;
 };
+
+/// The plug-in of the build that this program belongs to; away from a build, the one on the library path.
+std::string defaultPlugin() {
+    constexpr char const* kName = "libvzrcam_zsl_sampleselector.so";
+    std::error_code error;
+    auto const program = std::filesystem::read_symlink("/proc/self/exe", error);
+    auto const built = program.parent_path().parent_path() / "lib" / kName;
+    return !error && std::filesystem::exists(built, error) ? built.string() : kName;
+}
 
 /// A policy by number, or by the names of its bits joined by '|'.
 std::string policyNumber(std::string const& text) {
@@ -165,7 +175,7 @@ Replay::Recording readRecording(Arguments const& arguments) {
 }
 
 void replay(Arguments const& arguments, Replay::Recording const& recording) {
-    Replay::Plugin const plugin(arguments.plugin);
+    Replay::Plugin const plugin(arguments.plugin.empty() ? defaultPlugin() : arguments.plugin);
     Replay::HostOptions options;
     options.historyDepth = arguments.historyDepth;
     options.makeSelector = [&] { return plugin.makeSelector(); };
@@ -193,7 +203,7 @@ int main(int argc, char** argv) {
     CLI::App app("Plays a recorded camera session through the zero-shutter-lag frame selector.", "zsl-replay");
     app.footer(kFooter);
     app.add_option("INPUT", arguments.input, "Session file (JSON) or camera service tag monitor dump")->required();
-    app.add_option("--plugin", arguments.plugin, "The plug-in library")->capture_default_str();
+    app.add_option("--plugin", arguments.plugin, "The plug-in library (default: the one of this build)");
     app.add_option("--log", arguments.logLevel, "Show the plug-in's log from this level on, on standard error")
         ->check(CLI::IsMember({"V", "D", "I", "W", "E", "F", "S"}));
     app.add_option("--setprop", arguments.properties, "Set a system property, name=value; repeatable")

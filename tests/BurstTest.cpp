@@ -311,8 +311,7 @@ TEST_F(SelectorTest, TheDumpNamesTheBurstsOfEveryStrategy) {
     forceHint(0);
     transcript.clear();
     select(scene);
-    EXPECT_EQ(transcript.substr(0, transcript.find('\n')),
-              "I [invokeADB] runtime adb set hint=0");
+    EXPECT_EQ(transcript.substr(0, transcript.find('\n')), "I [invokeADB] runtime adb set hint=0");
     EXPECT_NE(transcript.find("D [select] DEBUG: R904 dump mIspHidlReqs={71 901 }, mIspHidlReqs_Latest={72 902 }, "
                               "mIspHidlReqs_LatestWithQuality={73 903 }, mIspHidlReqs_PreCollect={904 }\n"),
               std::string::npos);
@@ -328,7 +327,6 @@ TEST_F(SelectorTest, TheDumpNamesTheBurstsOfEveryStrategy) {
 /// The inconsistencies that no call can bring about end the process.
 TEST(BurstDeathTest, ARequestWithoutMapping) {
     using namespace NSCam::Sample;
-    testing::GTEST_FLAG(death_test_style) = "threadsafe";
     ISelector::SelectInputParams in;
     in.requestNo = 7;
     in.ispHidlFrameIdx = 0;
@@ -340,10 +338,11 @@ TEST(BurstDeathTest, ARequestWithoutMapping) {
         BurstRecord empty;
         BurstCall(requestLog, lines, in).serveAndLock(empty);
     };
-    EXPECT_EXIT(serveUnmapped(), testing::KilledBySignal(SIGABRT),
-                "E SampleSelector: .Fatal. .ispHidlSelect. .r7,0/1000ms.<ispHidl>IspHidl.0/1. INVALID: R7 fail to get "
-                "request mapping .ispHidlSelect..#405:zsl/sample/SampleSelector.\n.*"
-                "F SampleSelector: .ispHidlSelect..#405:zsl/sample/SampleSelector.\r\n");
+    EXPECT_EXIT(
+        serveUnmapped(), testing::KilledBySignal(SIGABRT),
+        "E SampleSelector: .Fatal. .ispHidlSelect. .r7,0/1000ms.<ispHidl>IspHidl.0/1. INVALID: R7 fail to get "
+        "request mapping .ispHidlSelect..#405:zsl/sample/SampleSelector.\n.*"
+        "F SampleSelector: .ispHidlSelect..#405:zsl/sample/SampleSelector.\r\n");
 }
 
 }  // namespace

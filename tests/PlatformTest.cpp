@@ -23,11 +23,29 @@ TEST(Properties, NumbersAndWordsAsAndroidReadsThem) {
         int bit;
         long number;  // -7: the default
     } const cases[] = {
-        {"1", 1, 1},      {"0", 0, 0},           {"true", 1, -7},  {"false", 0, -7}, {"y", 1, -7},
-        {"n", 0, -7},     {"yes", 1, -7},        {"no", 0, -7},    {"on", 1, -7},    {"off", 0, -7},
-        {"TRUE", 5, -7},  {"2", 5, 2},           {"", 5, -7},      {"-5", 5, -5},    {"0x30005", 5, 0x30005},
-        {"0X1f", 5, 31},  {"-0x10", 5, -16},     {"12 ", 5, -7},   {"1e3", 5, -7},   {"0x", 5, -7},
-        {"+3", 5, 3},     {"9223372036854775807", 5, LONG_MAX},    {"9223372036854775808", 5, -7},
+        {"1", 1, 1},
+        {"0", 0, 0},
+        {"true", 1, -7},
+        {"false", 0, -7},
+        {"y", 1, -7},
+        {"n", 0, -7},
+        {"yes", 1, -7},
+        {"no", 0, -7},
+        {"on", 1, -7},
+        {"off", 0, -7},
+        {"TRUE", 5, -7},
+        {"2", 5, 2},
+        {"", 5, -7},
+        {"-5", 5, -5},
+        {"0x30005", 5, 0x30005},
+        {"0X1f", 5, 31},
+        {"-0x10", 5, -16},
+        {"12 ", 5, -7},
+        {"1e3", 5, -7},
+        {"0x", 5, -7},
+        {"+3", 5, 3},
+        {"9223372036854775807", 5, LONG_MAX},
+        {"9223372036854775808", 5, -7},
         {"-9223372036854775808", 5, LONG_MIN},
     };
     for (auto const& c : cases) {
@@ -102,8 +120,8 @@ TEST(Log, TheGateFollowsItsProperty) {
     struct {
         char const* level;
         char const* open;
-    } const cases[] = {{"V", "VDIWEF"}, {"D", "DIWEF"}, {"i", "IWEF"},     {"WARN", "WEF"}, {"E", "EF"},
-                       {"F", "F"},      {"S", ""},      {"?", "IWEF"},     {"", "IWEF"}};
+    } const cases[] = {{"V", "VDIWEF"}, {"D", "DIWEF"}, {"i", "IWEF"}, {"WARN", "WEF"}, {"E", "EF"},
+                       {"F", "F"},      {"S", ""},      {"?", "IWEF"}, {"", "IWEF"}};
     for (auto const& c : cases) {
         Properties::set("log.tag.SampleSelector", c.level);
         std::string open;

@@ -46,9 +46,10 @@ TEST(PluginFile, SonameAndNeededLibraries) {
     std::string const dynamic = outputOf(std::string(READELF) + " -d " PLUGIN);
     EXPECT_EQ(matches(dynamic, R"(\(SONAME\).*\[(.*)\])"),
               std::set<std::string>{"libvzrcam_zsl_sampleselector.so"});
-    std::set<std::string> const allowed{"libvzrcam_platform.so", "liblog.so.0", "libstdc++.so.6", "libc++.so.1",
-                                        "libc++abi.so.1", "libunwind.so.1", "libgcc_s.so.1", "libm.so.6",
-                                        "libc.so.6", "ld-linux-aarch64.so.1", "libasan.so.8", "libubsan.so.1"};
+    std::set<std::string> const allowed{"libvzrcam_platform.so", "liblog.so.0",    "libstdc++.so.6",
+                                        "libc++.so.1",           "libc++abi.so.1", "libunwind.so.1",
+                                        "libgcc_s.so.1",         "libm.so.6",      "libc.so.6",
+                                        "ld-linux-aarch64.so.1", "libasan.so.8",   "libubsan.so.1"};
     auto const needed = matches(dynamic, R"(\(NEEDED\).*\[(.*)\])");
     EXPECT_EQ(needed.count("libvzrcam_platform.so"), 1U);
     for (std::string const& library : needed) {

@@ -84,7 +84,8 @@ TEST(SessionFile, FramesChangesAndBursts) {
         "changes": [{"first": 6, "last": 7, "resultAfterMs": 200,
                      "app": {"10": {"android.control.afMode": null, "65537": -3}}}],
         "requests": [{"requestNo": 4294967295, "shutterMs": 10, "submitMs": 20, "burst": 2, "intervalMs": 5,
-                      "order": [1, 0], "sensorModes": {"2": 4}, "frames": [-1, 4]}]})", "s")
+                      "order": [1, 0], "sensorModes": {"2": 4}, "frames": [-1, 4]}]})",
+                                        "s")
                                 .sessions.at(0);
     ASSERT_EQ(session.frames.size(), 3U);
     EXPECT_EQ(session.frames[1].startNs, 133500000);
@@ -183,8 +184,8 @@ TEST(PhoneDump, UnusableFiles) {
     Recording const withLens = readPhoneDump("0:a f1:5ns: RES:android.lens.state: [MOVING]", "dump", {});
     EXPECT_TRUE(withLens.notes.empty());
     uint8_t value = 0;
-    EXPECT_TRUE(NSCam::IMetadata::getEntry(&withLens.sessions[0].frames[0].appMetas.begin()->second, kLensState,
-                                           value, 0));
+    EXPECT_TRUE(
+        NSCam::IMetadata::getEntry(&withLens.sessions[0].frames[0].appMetas.begin()->second, kLensState, value, 0));
     EXPECT_EQ(value, 1);
 }
 
@@ -199,7 +200,9 @@ class Puppet : public ISelector {
 TEST(ReplayHost, HistoryLocksAndKeptFrames) {
     Session const session = readSession(R"({
         "frames": [{"first": 1, "count": 10, "startMs": 0, "periodMs": 10, "resultAfterMs": 25}],
-        "requests": [{"requestNo": 7, "shutterMs": 31, "submitMs": 41.9, "frames": 2}]})", "s").sessions.at(0);
+        "requests": [{"requestNo": 7, "shutterMs": 31, "submitMs": 41.9, "frames": 2}]})",
+                                        "s")
+                                .sessions.at(0);
     std::vector<std::string> seen;
     auto const puppet = std::make_shared<Puppet>();
     puppet->onSelect = [&](ISelector::SelectInputParams const& in) {
@@ -228,10 +231,10 @@ TEST(ReplayHost, HistoryLocksAndKeptFrames) {
     options.historyDepth = 3;
     options.makeSelector = [&] { return puppet; };
     SessionResult const result = play(session, options);
-    EXPECT_EQ(seen, (std::vector<std::string>{
-                        "0: 1 2 | 3 4 5", "3: 1L 2 3 | 4 5", "8: 1L 2 3 | 4 5 6", "13: 1L 2 4 | 5 6",
-                        "18: 1L 2 4 | 5 6 7", "23: 1L 2 5 | 6 7", "28: 1L 2 5 | 6 7 8", "33: 1L 2 6 | 7 8",
-                        "38: 1L 2 6 | 7 8 9", "43: 1L 2 7 | 8 9"}));
+    EXPECT_EQ(seen, (std::vector<std::string>{"0: 1 2 | 3 4 5", "3: 1L 2 3 | 4 5", "8: 1L 2 3 | 4 5 6",
+                                              "13: 1L 2 4 | 5 6", "18: 1L 2 4 | 5 6 7", "23: 1L 2 5 | 6 7",
+                                              "28: 1L 2 5 | 6 7 8", "33: 1L 2 6 | 7 8", "38: 1L 2 6 | 7 8 9",
+                                              "43: 1L 2 7 | 8 9"}));
     Outcome const& outcome = result.outcomes.at(0);
     EXPECT_TRUE(outcome.isAnswered);
     EXPECT_TRUE(outcome.isNonZsl());
@@ -275,11 +278,11 @@ TEST_P(BundledSession, PrintsItsTable) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Shipped, BundledSession,
-                         testing::Values("exposure-converging", "fifo-late-frame", "fifo-out-of-order", "fifo-time-out",
-                                         "focus-hunting", "late-frame", "latest-in-flight", "latest-time-out",
-                                         "latest-verify-fails", "mfnr-hdr", "mfnr-hdr-time-out", "quality-none-passes",
-                                         "quality-older-passes", "quality-time-out", "stable-scene", "time-out",
-                                         "two-selectors", "two-sensors"),
+                         testing::Values("exposure-converging", "fifo-late-frame", "fifo-out-of-order",
+                                         "fifo-time-out", "focus-hunting", "late-frame", "latest-in-flight",
+                                         "latest-time-out", "latest-verify-fails", "mfnr-hdr", "mfnr-hdr-time-out",
+                                         "quality-none-passes", "quality-older-passes", "quality-time-out",
+                                         "stable-scene", "time-out", "two-selectors", "two-sensors"),
                          [](auto const& test) {
                              std::string name = test.param;
                              std::replace(name.begin(), name.end(), '-', '_');

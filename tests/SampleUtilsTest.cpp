@@ -12,8 +12,7 @@ class FrameQuality : public SelectorTest {
     FrameQuality() { scene.history(1, 1); }
 
     bool qualifies(uint32_t policy, bool isTimeout = false, int32_t ev = 0) {
-        bool const verdict =
-            isQualify(scene.frame(1), scene.need().needStreams, policy, isTimeout, required, ev);
+        bool const verdict = isQualify(scene.frame(1), scene.need().needStreams, policy, isTimeout, required, ev);
         transcript += log.take() + (verdict ? "=> passes\n" : "=> fails\n");
         return verdict;
     }
@@ -29,9 +28,8 @@ TEST_F(FrameQuality, FocusRestsByModeLensAndState) {
         int lens;
         std::string stable;
     } const cases[] = {
-        {{0, 5, 6, 255}, 0, "01234567"}, {{0, 5, 6, 255}, 1, "01234567"},
-        {{1, 2, 3, 4}, 0, "0 2 4567"},   {{1, 2, 3, 4}, 1, "        "},
-        {{1, 2, 3, 4}, 2, "  2 4567"},
+        {{0, 5, 6, 255}, 0, "01234567"}, {{0, 5, 6, 255}, 1, "01234567"}, {{1, 2, 3, 4}, 0, "0 2 4567"},
+        {{1, 2, 3, 4}, 1, "        "},   {{1, 2, 3, 4}, 2, "  2 4567"},
     };
     for (auto const& c : cases) {
         for (int const afMode : c.afModes) {

@@ -17,8 +17,8 @@ namespace {
 /// Everything a selector might change in its input.
 std::string fingerprint(ISelector::SelectInputParams const& in) {
     std::ostringstream text;
-    text << in.requestNo << ' ' << in.elapsedMs << ' ' << in.zsdTs << ' ' << in.targetEv << ' ' << in.ispHidlFrameIdx
-         << ' ' << in.ispHidlFrameCnt << ' ' << NSCam::ZslPolicy::toString(in.preCollects)
+    text << in.requestNo << ' ' << in.elapsedMs << ' ' << in.zsdTs << ' ' << in.targetEv << ' '
+         << in.ispHidlFrameIdx << ' ' << in.ispHidlFrameCnt << ' ' << NSCam::ZslPolicy::toString(in.preCollects)
          << NSCam::ZslPolicy::toString(in.sensorModes);
     for (auto const& [key, info] : in.requiredFrames) {
         text << key << ':' << NSCam::ZslPolicy::toString(info.needStreams, false);
@@ -37,9 +37,8 @@ std::string frameText(FrameNo frameNo) { return frameNo == kNoFrame ? "none" : s
 }  // namespace
 
 size_t LogCapture::count(std::string const& text) const {
-    return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](std::string const& line) {
-        return line.find(text) != std::string::npos;
-    }));
+    return static_cast<size_t>(std::count_if(
+        lines.begin(), lines.end(), [&](std::string const& line) { return line.find(text) != std::string::npos; }));
 }
 
 std::string show(ISelector::SelectOutputParams const& out) {
@@ -86,8 +85,7 @@ void SelectorTest::force(char const* what, std::string const& value) {
 
 void SelectorTest::expectTranscript() {
     auto const* const info = testing::UnitTest::GetInstance()->current_test_info();
-    std::string const path =
-        std::string(TRANSCRIPTS) + "/" + info->test_suite_name() + "." + info->name() + ".txt";
+    std::string const path = std::string(TRANSCRIPTS) + "/" + info->test_suite_name() + "." + info->name() + ".txt";
     // Lines without a fixed location code carry the source line, which any edit moves.
     static std::regex const kFloatingLine(
         R"((\{#)\d+(:zsl/sample/SampleSelector\}|:zsl/sample/include/SampleUtils\}))");
@@ -96,7 +94,8 @@ void SelectorTest::expectTranscript() {
     std::istringstream raw(transcript);
     std::string actual;
     for (std::string line; std::getline(raw, line);) {
-        actual += (std::regex_search(line, kFloating) ? std::regex_replace(line, kFloatingLine, "$1*$2") : line) + "\n";
+        actual +=
+            (std::regex_search(line, kFloating) ? std::regex_replace(line, kFloatingLine, "$1*$2") : line) + "\n";
     }
     if (std::getenv("ZSL_UPDATE_TRANSCRIPTS") != nullptr) {
         std::ofstream(path) << actual;

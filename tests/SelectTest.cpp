@@ -119,12 +119,9 @@ TEST_F(Continuous, WhereTheRunBegins) {
         char const* answer;
         size_t searchLines;
     } const cases[] = {
-        {10, 3, "{0:10 1:11 2:12}", 0},  // no step back from the oldest frame
-        {0, 2, "{0:10 1:11}", 0},
-        {11, 3, "{0:10 1:11 2:12}", 1},  // stops at the oldest
-        {12, 1, "{0:12}", 1},
-        {20, 3, "{0:18 1:19 2:20}", 1},
-        {21, 1, "{}", 0},  // newer than all
+        {10, 3, "{0:10 1:11 2:12}", 0},                                  // no step back from the oldest frame
+        {0, 2, "{0:10 1:11}", 0},       {11, 3, "{0:10 1:11 2:12}", 1},  // stops at the oldest
+        {12, 1, "{0:12}", 1},           {20, 3, "{0:18 1:19 2:20}", 1}, {21, 1, "{}", 0},  // newer than all
     };
     for (auto const& c : cases) {
         Scene scene;

@@ -85,9 +85,9 @@ class ISelector {
     /// One attempt to serve a capture request.
     struct SelectInputParams {
         RequestNo requestNo = 0;
-        int64_t elapsedMs = 0;                               ///< how long the request has waited, ms
-        int64_t zsdTs = 0;                                   ///< the shutter moment
-        std::map<int32_t, ZslFrameInfo> requiredFrames;      ///< by frame index; its size is the number to select
+        int64_t elapsedMs = 0;                           ///< how long the request has waited, ms
+        int64_t zsdTs = 0;                               ///< the shutter moment
+        std::map<int32_t, ZslFrameInfo> requiredFrames;  ///< by frame index; its size is the number to select
         std::map<FrameNo, PreCollectSelectInfo> preCollects;
         std::unordered_map<uint32_t, uint32_t> sensorModes;  ///< sensor id -> mode expected of it
         int32_t targetEv = 0;                                ///< exposure compensation the frames must carry

@@ -82,9 +82,12 @@ std::string toString(unsigned int policy) {
         uint32_t bit;
         char const* name;
     } kNames[] = {
-        {Policy::AFStable, "AFStable "},         {Policy::AEStable, "AEStable "},
-        {Policy::AESoftStable, "AESoftStable "}, {Policy::FrameSync, "FrameSync "},
-        {Policy::ZeroShutterDelay, "ZeroShutterDelay "}, {Policy::ContinuousFrame, "ContinuousFrame "},
+        {Policy::AFStable, "AFStable "},
+        {Policy::AEStable, "AEStable "},
+        {Policy::AESoftStable, "AESoftStable "},
+        {Policy::FrameSync, "FrameSync "},
+        {Policy::ZeroShutterDelay, "ZeroShutterDelay "},
+        {Policy::ContinuousFrame, "ContinuousFrame "},
     };
     std::string text = "{ ";
     for (auto const& entry : kNames) {

@@ -34,9 +34,9 @@ void assignLatest(BurstCall const& call, RequestLog const& log, ISelector::Selec
     ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: curFrameNumbers={%s}", log.function, log.name(),
                     renderNumbers(curFrameNumbers, " F", "").c_str());
     if (curFrameNumbers.size() < call.size()) {
-        ZSL_MEMBER_LOGD(
-            log, "[%s] %s DEBUG: curFrameNumbers(%d) < ispHidlFrameCnt(%d), send all requests to non-zsl",
-            log.function, log.name(), static_cast<int>(curFrameNumbers.size()), in.ispHidlFrameCnt);
+        ZSL_MEMBER_LOGD(log,
+                        "[%s] %s DEBUG: curFrameNumbers(%d) < ispHidlFrameCnt(%d), send all requests to non-zsl",
+                        log.function, log.name(), static_cast<int>(curFrameNumbers.size()), in.ispHidlFrameCnt);
         call.assignNonZsl(burst);
     } else {
         std::vector<FrameNo> const selectLatest(curFrameNumbers.end() - in.ispHidlFrameCnt, curFrameNumbers.end());

@@ -106,9 +106,8 @@ CheckSet const* choose(BurstCall const& call, RequestLog const& log, RequestNo r
             log.function, log.name(), requestNo, static_cast<int>(passed->first));
         return &passed->second;
     }
-    auto const whole = std::find_if(checkSets.rbegin(), checkSets.rend(), [&](auto const& entry) {
-        return entry.second.frames.size() >= call.size();
-    });
+    auto const whole = std::find_if(checkSets.rbegin(), checkSets.rend(),
+                                    [&](auto const& entry) { return entry.second.frames.size() >= call.size(); });
     if (whole == checkSets.rend()) {
         return nullptr;
     }
@@ -158,8 +157,7 @@ ISelector::SelectOutputParams SampleSelector::ispHidlSelect_LatestWithQuality(Se
                 continue;
             }
             if (auto const missing = findMissingFrame(call, checkSet)) {
-                ZSL_MEMBER_LOGD(log,
-                                "[%s] %s DEBUG: (operate at R%u) cannot find F%d in history yet, pending...",
+                ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: (operate at R%u) cannot find F%d in history yet, pending...",
                                 log.function, log.name(), in.requestNo, static_cast<int>(*missing));
                 return call.takeOutput();
             }

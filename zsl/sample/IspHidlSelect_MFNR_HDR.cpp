@@ -22,15 +22,15 @@ constexpr int32_t kFound = 1;
 constexpr int32_t kSelected = 2;
 
 // The phase of the process, shared by all its selectors; calls are serialised by the host.
-bool status_MFHDR = false;        // false: MFLL, true: HDR
+bool status_MFHDR = false;       // false: MFLL, true: HDR
 int32_t currentCount_MFHDR = 0;  // frames selected so far in this phase
 
 std::string renderHdrMapping(std::map<RequestNo, HdrRequest> const& mapping) {
     std::string text;
     for (auto const& [requestNo, request] : mapping) {
         text += "R" + std::to_string(requestNo) + "={.targetFrameNo=" + std::to_string(request.targetFrameNo) +
-                " .evSetting=" + std::to_string(request.evSetting) +
-                " .status=" + std::to_string(request.status) + "} ";
+                " .evSetting=" + std::to_string(request.evSetting) + " .status=" + std::to_string(request.status) +
+                "} ";
     }
     return text;
 }
@@ -96,8 +96,9 @@ void scanForHint(RequestLog const& log, ISelector::SelectInputParams const& in, 
         if (!hasPreCollectHint(frame) || in.ispHidlFrameIdx != currentCount_MFHDR) {
             continue;
         }
-        ZSL_LOGI("[%s] %s DEBUG: F%u get pre-collect hint, ispHidlFrameIdx=%d, currentCount_MFHDR=%d, control EV=%d",
-                 log.function, log.name(), frameNo, in.ispHidlFrameIdx, currentCount_MFHDR, request.evSetting);
+        ZSL_LOGI(
+            "[%s] %s DEBUG: F%u get pre-collect hint, ispHidlFrameIdx=%d, currentCount_MFHDR=%d, control EV=%d",
+            log.function, log.name(), frameNo, in.ispHidlFrameIdx, currentCount_MFHDR, request.evSetting);
         request.targetFrameNo = frameNo;
         request.status = kFound;
         return;

@@ -1,5 +1,6 @@
 // The selector's log lines. A line costs one call of the gate while its level is refused: the arguments, and so
-// every rendering among them, are evaluated only once the gate has let the line through.
+// every rendering among them, are evaluated only once the gate has let the line through. What builds a line is kept
+// out of the way of the code that decides.
 //
 // Formats stand whole at each line, so that a line of a log can be searched for in the sources.
 #pragma once
@@ -33,11 +34,11 @@ struct RequestLog {
 
 }  // namespace NSCam::Sample
 
-#define ZSL_LOG(level, priority, ...)                                                        \
-    do {                                                                                     \
-        if (vzrcam_testLog(::NSCam::Sample::kLogTag, level) != 0) {                          \
-            __android_log_print(priority, ::NSCam::Sample::kLogTag, __VA_ARGS__);            \
-        }                                                                                    \
+#define ZSL_LOG(level, priority, ...)                                                    \
+    do {                                                                                 \
+        if (__builtin_expect(vzrcam_testLog(::NSCam::Sample::kLogTag, level), 0) != 0) { \
+            __android_log_print(priority, ::NSCam::Sample::kLogTag, __VA_ARGS__);        \
+        }                                                                                \
     } while (false)
 
 #define ZSL_LOGD(...) ZSL_LOG('D', 3, __VA_ARGS__)

@@ -17,10 +17,21 @@ using SelectOutputParams = ISelector::SelectOutputParams;
 
 /// The first frame taken at `zsdTs` or later. Timestamps ascend with the key, so each step halves the rest.
 History::const_iterator findShutterFrame(History const& history, int64_t zsdTs) {
+    if (history.empty()) {
+        return history.end();
+    }
+    // A map's iterator walks frame by frame; but while no frame is missing, its number tells a frame's place and
+    // the map finds it at once. Below a few frames walking is faster.
+    constexpr size_t kNear = 6;
+    bool const hasNoGap = history.rbegin()->first - history.begin()->first == history.size() - 1;
+    auto const skip = [&](History::const_iterator frame, size_t count) {
+        return hasNoGap && count > kNear ? history.find(frame->first + static_cast<FrameNo>(count))
+                                         : std::next(frame, static_cast<ptrdiff_t>(count));
+    };
     auto first = history.begin();
     for (size_t count = history.size(); count > 0;) {
         size_t const half = count / 2;
-        auto const middle = std::next(first, static_cast<ptrdiff_t>(half));
+        auto const middle = skip(first, half);
         if (middle->second.timestamp < zsdTs) {
             first = std::next(middle);
             count -= half + 1;

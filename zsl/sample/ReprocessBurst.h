@@ -157,16 +157,16 @@ Record* BurstCall::findOrCreate(std::map<RequestNo, Record>& bursts) const {
                  mLog.function, mLog.name(), mIn.requestNo, 0, mLog.function, mLines.notCreated, kSelectorPath);
         fatal(mLog.function, mLines.notCreated);
     }
-    ZSL_LOGI("[%s] %s EMPLACE: new IspHidlReqObj(%u - %d), existing IspHidlReqObj={%s}", mLog.function,
-             mLog.name(), mIn.requestNo, 0, renderBursts(bursts).c_str());
+    ZSL_LOGI("[%s] %s EMPLACE: new IspHidlReqObj(%u - %d), existing IspHidlReqObj={%s}", mLog.function, mLog.name(),
+             mIn.requestNo, 0, renderBursts(bursts).c_str());
     return &created->second;
 }
 
 template <typename Record>
 void BurstCall::erase(std::map<RequestNo, Record>& bursts) const {
     bursts.erase(base());
-    ZSL_LOGI("[%s] %s ERASE: (operate at R%u) IspHidlReqObj[index=%u], remaining IspHidlReqObj={%s}",
-             mLog.function, mLog.name(), mIn.requestNo, base(), renderBursts(bursts).c_str());
+    ZSL_LOGI("[%s] %s ERASE: (operate at R%u) IspHidlReqObj[index=%u], remaining IspHidlReqObj={%s}", mLog.function,
+             mLog.name(), mIn.requestNo, base(), renderBursts(bursts).c_str());
 }
 
 }  // namespace NSCam::Sample

@@ -45,9 +45,7 @@ class RequiredKeys {
             return *this;
         }
 
-        bool operator!=(Iterator const& other) const {
-            return mFrame != other.mFrame || mIndex != other.mIndex;
-        }
+        bool operator!=(Iterator const& other) const { return mFrame != other.mFrame || mIndex != other.mIndex; }
 
       private:
         RequiredFrames::const_iterator mFrame;

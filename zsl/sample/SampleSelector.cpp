@@ -118,8 +118,7 @@ ISelector::SelectOutputParams SampleSelector::select(SelectInputParams const& in
                      toString(kQualityCheckPolicy).c_str());
             return ispHidlSelect_LatestWithQuality(in, logName, kQualityCheckPolicy);
         }
-        case kMfnrHdr:
-            return ispHidlSelect_MFNR_HDR(in, LogName("ispHidlSelect_MFNR_HDR", in, mTimeout));
+        case kMfnrHdr: return ispHidlSelect_MFNR_HDR(in, LogName("ispHidlSelect_MFNR_HDR", in, mTimeout));
         default: {
             LogName const logName("none", in, mTimeout);
             ZSL_LOGE(

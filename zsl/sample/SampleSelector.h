@@ -57,8 +57,7 @@ class SampleSelector final : public ISelector {
 
   private:
     /// Around the shutter: one qualified history frame for each required frame.
-    SelectOutputParams multiFrameSelect(SelectInputParams const& in, LogName const& logName,
-                                        uint32_t policy) const;
+    SelectOutputParams multiFrameSelect(SelectInputParams const& in, LogName const& logName, uint32_t policy) const;
     /// The same for other frame indices, or in another history, than the request's own. `in.requiredFrames` has
     /// at least one entry.
     SelectOutputParams multiFrameSelect(SelectInputParams const& in, RequiredKeys const& keys,

@@ -74,18 +74,18 @@ bool isMatched(IMetadata const* meta, uint32_t tag, std::initializer_list<T> acc
         }
         return bc;
     }
-    ZSL_LOGD("[%s] [%s] tag(%#x) val=%s target=%s bc=%d", "isMatched", caller, tag,
-             std::to_string(*value).c_str(), joinValues(accepted).c_str(), bc ? 1 : 0);
+    ZSL_LOGD("[%s] [%s] tag(%#x) val=%s target=%s bc=%d", "isMatched", caller, tag, std::to_string(*value).c_str(),
+             joinValues(accepted).c_str(), bc ? 1 : 0);
     return std::find(accepted.begin(), accepted.end(), *value) != accepted.end();
 }
 
-std::optional<uint8_t> readAfTag(IMetadata const* meta, uint32_t tag, int notFoundLine) {
-    auto const value = read<uint8_t>(meta, tag);
-    if (!value) {
-        ZSL_LOGE("[%s] tag(%#x) not found! (%s){#%d:%s}", "isAFStable", tag, "isAFStable", notFoundLine,
-                 kUtilsPath);
+/// Whether a tag is missing without which the focus cannot be judged; reports it.
+bool isAfTagMissing(IMetadata const* meta, uint32_t tag, uint8_t& value, int notFoundLine) {
+    if (IMetadata::getEntry<uint8_t>(meta, tag, value, 0)) {
+        return false;
     }
-    return value;
+    ZSL_LOGE("[%s] tag(%#x) not found! (%s){#%d:%s}", "isAFStable", tag, "isAFStable", notFoundLine, kUtilsPath);
+    return true;
 }
 
 /// A focusing lens is at rest unless it moves or scans; a focus that never started counts only while the lens
@@ -106,23 +106,19 @@ bool isFocusAtRest(uint8_t afMode, uint8_t afState, uint8_t lensState) {
 }
 
 bool isStreamAFStable(IMetadata const* meta) {
-    auto const afMode = readAfTag(meta, Tag::kControlAfMode, kAfModeNotFoundLine);
-    if (!afMode) {
-        return false;
-    }
-    auto const afState = readAfTag(meta, Tag::kControlAfState, kAfStateNotFoundLine);
-    if (!afState) {
-        return false;
-    }
-    auto const lensState = readAfTag(meta, Tag::kLensState, kLensStateNotFoundLine);
-    if (!lensState) {
+    uint8_t afMode = 0;
+    uint8_t afState = 0;
+    uint8_t lensState = 0;
+    if (isAfTagMissing(meta, Tag::kControlAfMode, afMode, kAfModeNotFoundLine) ||
+        isAfTagMissing(meta, Tag::kControlAfState, afState, kAfStateNotFoundLine) ||
+        isAfTagMissing(meta, Tag::kLensState, lensState, kLensStateNotFoundLine)) {
         return false;
     }
     auto const describe = [&] {
-        return "afMode=" + std::to_string(*afMode) + " afState=" + std::to_string(*afState) +
-               " lensState=" + std::to_string(*lensState);
+        return "afMode=" + std::to_string(afMode) + " afState=" + std::to_string(afState) +
+               " lensState=" + std::to_string(lensState);
     };
-    if (!isFocusAtRest(*afMode, *afState, *lensState)) {
+    if (!isFocusAtRest(afMode, afState, lensState)) {
         ZSL_LOGW("[%s] AF fail: %s", "isAFStable", describe().c_str());
         return false;
     }
@@ -179,8 +175,7 @@ bool isRequiredSensorMode(ISelector::HistoryFrame const& hf, StreamSets const& n
     };
     if (!std::all_of(reqSensorModes.begin(), reqSensorModes.end(),
                      [&](auto const& entry) { return matches(entry.sensorId, entry.mode); })) {
-        ZSL_LOGI("[%s] check %s fail: %s", "isRequiredSensorMode", nameFirstMismatch().c_str(),
-                 describe().c_str());
+        ZSL_LOGI("[%s] check %s fail: %s", "isRequiredSensorMode", nameFirstMismatch().c_str(), describe().c_str());
         return false;
     }
     ZSL_LOGD("[%s] isRequiredSensorMode OK: %s", "isRequiredSensorMode", describe().c_str());
@@ -195,8 +190,8 @@ int32_t readFrameEv(ISelector::HistoryFrame const& hf, StreamSets const& needStr
     if (source == hf.appMetas.end()) {
         ZSL_LOGW("[%s] cannot get EV setting, set default EV=%d", "operator()", ev);
     } else {
-        ZSL_LOGD("[%s] streamId(%#lx): get EV setting=%d", "operator()",
-                 static_cast<unsigned long>(source->first), ev);
+        ZSL_LOGD("[%s] streamId(%#lx): get EV setting=%d", "operator()", static_cast<unsigned long>(source->first),
+                 ev);
     }
     return ev;
 }

@@ -1,0 +1,12 @@
+# The NDK's own toolchain file, for the devices this plug-in is for.
+if("$ENV{ANDROID_NDK_HOME}" STREQUAL "")
+    message(FATAL_ERROR "ANDROID_NDK_HOME is not set. Set it to the folder of an installed Android NDK.")
+endif()
+set(ZSL_NDK_TOOLCHAIN "$ENV{ANDROID_NDK_HOME}/build/cmake/android.toolchain.cmake")
+if(NOT EXISTS "${ZSL_NDK_TOOLCHAIN}")
+    message(FATAL_ERROR "ANDROID_NDK_HOME is $ENV{ANDROID_NDK_HOME}, but ${ZSL_NDK_TOOLCHAIN} does not exist.")
+endif()
+set(ANDROID_ABI arm64-v8a)
+set(ANDROID_PLATFORM android-31)
+set(ANDROID_STL c++_shared)
+include("${ZSL_NDK_TOOLCHAIN}")

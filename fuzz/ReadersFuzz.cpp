@@ -1,0 +1,24 @@
+// Bytes for the replay tool's two readers: they read or complain, nothing else.
+#include <string>
+
+#include "Session.h"
+
+extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
+    if (size == 0) {
+        return 0;
+    }
+    // The first byte chooses the reader, and for dumps whether runs are bursts.
+    std::string const text(reinterpret_cast<char const*>(data + 1), size - 1);
+    try {
+        if (data[0] == 'j') {
+            Replay::readSession(text, "fuzz");
+        } else {
+            Replay::DumpOptions options;
+            options.asBursts = data[0] == 'b';
+            options.maxFrames = 2000;
+            Replay::readPhoneDump(text, "fuzz", options);
+        }
+    } catch (Replay::SessionError const&) {
+    }
+    return 0;
+}
