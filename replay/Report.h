@@ -8,7 +8,7 @@
 namespace Replay {
 
 struct PlayedSession {
-    Session const* session;
+    Session const* session = nullptr;
     SessionResult result;
 };
 

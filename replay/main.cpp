@@ -196,9 +196,7 @@ void replay(Arguments const& arguments, Replay::Recording const& recording) {
     (arguments.asJson ? Replay::printJson : Replay::printTable)(std::cout, recording, played);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     Arguments arguments;
     CLI::App app("Plays a recorded camera session through the zero-shutter-lag frame selector.", "zsl-replay");
     app.footer(kFooter);
@@ -231,9 +229,17 @@ int main(int argc, char** argv) {
     } catch (Replay::PluginError const& error) {
         std::cerr << "zsl-replay: " << error.what() << '\n';
         return kExitPlugin;
-    } catch (std::runtime_error const& error) {  // SessionError, PropertyError
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (std::exception const& error) {  // SessionError, PropertyError
         std::cerr << "zsl-replay: " << error.what() << '\n';
         return kExitBadInput;
     }
-    return 0;
 }

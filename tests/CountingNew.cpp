@@ -9,6 +9,8 @@ size_t allocations = 0;
 
 size_t heapAllocations() { return allocations; }
 
+// NOLINTBEGIN(cppcoreguidelines-no-malloc): this is what others should use instead of malloc.
+
 void* operator new(size_t size) {
     ++allocations;
     void* const memory = std::malloc(size == 0 ? 1 : size);
@@ -20,3 +22,4 @@ void* operator new(size_t size) {
 
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, size_t /*size*/) noexcept { std::free(memory); }
+// NOLINTEND(cppcoreguidelines-no-malloc)

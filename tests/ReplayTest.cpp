@@ -204,7 +204,7 @@ TEST(ReplayHost, HistoryLocksAndKeptFrames) {
                                         "s")
                                 .sessions.at(0);
     std::vector<std::string> seen;
-    auto const puppet = std::make_shared<Puppet>();
+    auto puppet = std::make_shared<Puppet>();
     puppet->onSelect = [&](ISelector::SelectInputParams const& in) {
         std::string text = std::to_string(in.elapsedMs) + ":";
         for (auto const& [frameNo, frame] : in.history) {

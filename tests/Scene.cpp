@@ -63,8 +63,6 @@ SelectorTest::SelectorTest() {
     log.take();
 }
 
-SelectorTest::~SelectorTest() { selector.reset(); }
-
 std::string SelectorTest::select(Scene const& scene, ISelector& which) {
     std::string const before = fingerprint(scene.in);
     last = which.select(scene.in);
@@ -74,7 +72,7 @@ std::string SelectorTest::select(Scene const& scene, ISelector& which) {
 }
 
 std::string SelectorTest::serve(Scene& scene) {
-    std::string const answer = select(scene);
+    std::string answer = select(scene);
     scene.carryOut(last);
     return answer;
 }

@@ -181,7 +181,6 @@ std::string show(ISelector::SelectOutputParams const& out);
 class SelectorTest : public testing::Test {
   protected:
     SelectorTest();
-    ~SelectorTest() override;
 
     /// One call of selector 0, its answer in short form; the input must come out unchanged.
     std::string select(Scene const& scene) { return select(scene, *selector); }

@@ -90,7 +90,7 @@ extern "C" int vzrcam_testLog(char const* /*tag*/, int level) {
             signed char priority[128] = {};
         } table;
         for (int priority = kVerbose; priority < kSilent; ++priority) {
-            table.priority[static_cast<int>(kLetters[priority])] = static_cast<signed char>(priority);
+            table.priority[static_cast<unsigned char>(kLetters[priority])] = static_cast<signed char>(priority);
         }
         return table;
     }();

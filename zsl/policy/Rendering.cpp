@@ -11,7 +11,7 @@ void appendHexIds(std::string& text, char const* label, std::set<StreamId> const
     text += '[';
     for (StreamId const id : ids) {
         char digits[2 * sizeof(id)];
-        auto const end = std::to_chars(std::begin(digits), std::end(digits), static_cast<uint64_t>(id), 16).ptr;
+        auto* const end = std::to_chars(std::begin(digits), std::end(digits), static_cast<uint64_t>(id), 16).ptr;
         text.append(digits, end);
         text += ' ';
     }

@@ -73,8 +73,8 @@ class SensorModes {
   private:
     static constexpr size_t kInPlace = 8;
 
-    std::array<Entry, kInPlace> mInPlace;  // only the first mSize are read
-    std::vector<Entry> mSpill;             // all entries, once there are more than kInPlace
+    std::array<Entry, kInPlace> mInPlace{};
+    std::vector<Entry> mSpill;  // all entries, once there are more than kInPlace
     size_t mSize = 0;
 };
 
