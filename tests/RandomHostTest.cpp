@@ -19,7 +19,7 @@ struct Burst {
 /// A host that lives by dice: frames start, land, fail and leave; bursts overlap and are presented in any order.
 class RandomHost : public SelectorTest, public testing::WithParamInterface<int> {
   protected:
-    RandomHost() { forceHint(GetParam()); }
+    RandomHost() { force("hint", std::to_string(GetParam())); }
 
     int roll(int sides) { return static_cast<int>(dice() % static_cast<unsigned>(sides)); }
 

@@ -1,9 +1,6 @@
 #include "Scene.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "zsl/policy/Rendering.h"
@@ -56,6 +53,7 @@ std::string show(ISelector::SelectOutputParams const& out) {
 }
 
 SelectorTest::SelectorTest() {
+    Properties::set("vendor.debug.camera.zsl.runtime.adb", "1");
     force("hint", "-1");
     force("policy", "-1");
     force("timeout", "-1");
@@ -71,37 +69,8 @@ std::string SelectorTest::select(Scene const& scene, ISelector& which) {
     return show(last);
 }
 
-std::string SelectorTest::serve(Scene& scene) {
-    std::string answer = select(scene);
-    scene.carryOut(last);
-    return answer;
-}
-
 void SelectorTest::force(char const* what, std::string const& value) {
     Properties::set(std::string("vendor.debug.camera.zsl.force.") + what, value);
-}
-
-void SelectorTest::expectTranscript() {
-    auto const* const info = testing::UnitTest::GetInstance()->current_test_info();
-    std::string const path = std::string(TRANSCRIPTS) + "/" + info->test_suite_name() + "." + info->name() + ".txt";
-    // Lines without a fixed location code carry the source line, which any edit moves.
-    static std::regex const kFloatingLine(
-        R"((\{#)\d+(:zsl/sample/SampleSelector\}|:zsl/sample/include/SampleUtils\}))");
-    static std::regex const kFloating(
-        R"(ispHidlSelect_Latest\)\{|ispHidlSelect_MFNR_HDR\)\{|tryGetPreCollectHint\)\{|tryGetEVSetting\)\{)");
-    std::istringstream raw(transcript);
-    std::string actual;
-    for (std::string line; std::getline(raw, line);) {
-        actual +=
-            (std::regex_search(line, kFloating) ? std::regex_replace(line, kFloatingLine, "$1*$2") : line) + "\n";
-    }
-    if (std::getenv("ZSL_UPDATE_TRANSCRIPTS") != nullptr) {
-        std::ofstream(path) << actual;
-    }
-    std::ifstream file(path);
-    std::ostringstream expected;
-    expected << file.rdbuf();
-    EXPECT_EQ(actual, expected.str()) << path;
 }
 
 }  // namespace ZslTest

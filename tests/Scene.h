@@ -185,15 +185,8 @@ class SelectorTest : public testing::Test {
     /// One call of selector 0, its answer in short form; the input must come out unchanged.
     std::string select(Scene const& scene) { return select(scene, *selector); }
     std::string select(Scene const& scene, ISelector& which);
-    /// The same, and the host carries the operations out.
-    std::string serve(Scene& scene);
 
     void force(char const* what, std::string const& value);
-    void forceHint(int hint) { force("hint", std::to_string(hint)); }
-
-    /// Compares everything logged and answered in the test with tests/transcripts/<test>.txt. Run with
-    /// ZSL_UPDATE_TRANSCRIPTS=1 to write the file anew, and read what you wrote.
-    void expectTranscript();
 
     LogCapture log;
     std::shared_ptr<ISelector> selector;

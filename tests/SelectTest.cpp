@@ -1,4 +1,7 @@
-// The dispatch and the continuous selection.
+// The dispatch and the continuous selection, where cases differ in data alone; their stories are in scenarios/.
+#include <algorithm>
+#include <random>
+
 #include "Scene.h"
 
 namespace ZslTest {
@@ -7,74 +10,32 @@ namespace {
 using Dispatch = SelectorTest;
 using Continuous = SelectorTest;
 
-TEST_F(Dispatch, HintsOverridesAndFallBacks) {
-    Scene scene;
-    scene.history(10, 12).shutterAt(11).request(57, 120);
-    EXPECT_EQ(select(scene), "{0:11}");
-    scene.burst(55, 2, 3);  // hint 0 needs no valid burst
-    EXPECT_EQ(select(scene), "{0:11}");
-    scene.request(60);
-    scene.in.ispHidlFrameIdx = -1;
-    scene.in.ispHidlFrameCnt = -1;
-    for (char const* hint : {"2", "5"}) {  // an invalid burst comes before an unknown hint
-        force("hint", hint);
-        EXPECT_EQ(select(scene), "{0:11}");
-    }
-    struct {
-        int32_t idx;
-        int32_t cnt;
-        bool isValid;
-    } const bursts[] = {{0, 0, false}, {-1, 1, false}, {0, 1, true}};
-    for (auto const& burst : bursts) {
-        scene.in.ispHidlFrameIdx = burst.idx;
-        scene.in.ispHidlFrameCnt = burst.cnt;
-        EXPECT_EQ(select(scene), "{0:11}") << burst.isValid;
-    }
-    force("hint", "4294967295");  // truncated to 32 bits, then unknown
-    EXPECT_EQ(select(scene), "{0:11}");
-    force("hint", "4294967296");  // truncated to 0
-    EXPECT_EQ(select(scene), "{0:11}");
-    force("hint", "-1");
-    force("policy", "0");
-    force("timeout", "0");
-    EXPECT_EQ(select(scene), "{0:10}");
-    force("policy", "-1");
-    force("timeout", "-1");
-    EXPECT_EQ(select(scene), "{0:10}");  // both stay
-    force("policy", "4311744517");       // the low 32 bits, 0x1000005
-    EXPECT_EQ(select(scene), "{0:none}");
-    expectTranscript();
-}
-
 TEST_F(Dispatch, LogLevelAndGate) {
     using NSCam::Utils::Properties::set;
     Scene scene;
     scene.history(10, 12).shutterAt(11).burst(5, 0, 2);
-    scene.in.inflight[13].frameNo = 13;
-    set("vendor.debug.camera.log.zsl.sample", "0");
-    forceHint(2);
+    force("hint", "2");
+    for (char const* level : {"0", "-3", "1", "2"}) {
+        set("vendor.debug.camera.log.zsl.sample", level);
+        createCustomSelector(selector);
+        EXPECT_EQ(log.count(std::string("D [SampleSelector] SampleSelector ctor(")), 1U);
+        EXPECT_EQ(log.count(std::string(", mLogLevel(") + level + ")"), 1U);
+        transcript.clear();
+        select(scene);
+        select(scene);
+        bool const isOn = level[0] > '0';
+        EXPECT_EQ(transcript.find("D [select]") != std::string::npos, isOn) << level;
+        EXPECT_EQ(transcript.find("D [ispHidlSelect_Latest]") != std::string::npos, isOn) << level;
+        EXPECT_NE(transcript.find("D [isQualify]"), std::string::npos);
+        selector.reset();
+        EXPECT_EQ(log.count("D [~SampleSelector] SampleSelector dtor("), 1U);
+        log.take();
+    }
     createCustomSelector(selector);
-    EXPECT_EQ(log.count("D [SampleSelector] SampleSelector ctor("), 1U);
-    EXPECT_EQ(log.count(", mLogLevel(0)"), 1U);
-    select(scene);
-    select(scene);
-    EXPECT_EQ(transcript.find("D [select]"), std::string::npos);
-    EXPECT_EQ(transcript.find("D [ispHidlSelect_Latest]"), std::string::npos);
-    EXPECT_NE(transcript.find("D [isQualify]"), std::string::npos);
-    selector.reset();
-    EXPECT_EQ(log.count("D [~SampleSelector] SampleSelector dtor("), 1U);
-    set("vendor.debug.camera.log.zsl.sample", "1");
-    log.take();
-    createCustomSelector(selector);
-    EXPECT_EQ(log.count(", mLogLevel(1)"), 1U);
-    transcript.clear();
-    select(scene);
-    EXPECT_NE(transcript.find("D [ispHidlSelect_Latest]"), std::string::npos);
     for (char const* level : {"I", "W", "E", "S"}) {
         set("log.tag.SampleSelector", level);
         transcript.clear();
-        scene.burst(5, 3, 2);
-        select(scene);
+        select(scene.burst(5, 3, 2));
         EXPECT_EQ(transcript.find("\nD "), std::string::npos) << level;
         EXPECT_EQ(transcript.find("I [select]") == std::string::npos, level[0] != 'I') << level;
     }
@@ -94,22 +55,12 @@ TEST_F(Dispatch, NoRequiredFrameGetsTheEmptyAnswer) {
     scene.history(10, 12).shutterAt(11).burst(5, 0, 1);
     scene.in.requiredFrames.clear();
     for (int hint = 0; hint < 6; ++hint) {
-        forceHint(hint);
+        force("hint", std::to_string(hint));
         EXPECT_EQ(select(scene), "{}");
     }
     EXPECT_EQ(transcript.find("EMPLACE"), std::string::npos);
     EXPECT_EQ(transcript.find("dump mIspHidlReqs"), std::string::npos);
-}
-
-TEST_F(Continuous, RunsEndAtTheShutterAndResumeBehindAFailure) {
-    Scene scene;
-    scene.history(10, 20).shutterAt(15).frames(3).request(1);
-    EXPECT_EQ(select(scene), "{0:13 1:14 2:15}");
-    scene.app(14).set(kAfState, uint8_t{1});
-    EXPECT_EQ(select(scene), "{0:15 1:16 2:17}");
-    scene.in.zsdTs = 151;  // between 15 and 16; the run would begin at 14
-    EXPECT_EQ(select(scene), "{0:15 1:16 2:17}");
-    expectTranscript();
+    EXPECT_EQ(transcript.find("curPreCollects"), std::string::npos);
 }
 
 TEST_F(Continuous, WhereTheRunBegins) {
@@ -117,71 +68,45 @@ TEST_F(Continuous, WhereTheRunBegins) {
         FrameNo shutter;
         int32_t frames;
         char const* answer;
-        size_t searchLines;
+        bool isSearched;
     } const cases[] = {
-        {10, 3, "{0:10 1:11 2:12}", 0},                                  // no step back from the oldest frame
-        {0, 2, "{0:10 1:11}", 0},       {11, 3, "{0:10 1:11 2:12}", 1},  // stops at the oldest
-        {12, 1, "{0:12}", 1},           {20, 3, "{0:18 1:19 2:20}", 1}, {21, 1, "{}", 0},  // newer than all
+        {10, 3, "{0:10 1:11 2:12}", false},  // no step back from the oldest frame
+        {0, 2, "{0:10 1:11}", false},
+        {11, 3, "{0:10 1:11 2:12}", true},  // stops at the oldest
+        {12, 1, "{0:12}", true},
+        {20, 3, "{0:18 1:19 2:20}", true},
+        {21, 1, "{}", false},  // newer than all
     };
     for (auto const& c : cases) {
         Scene scene;
         scene.history(10, 20).shutterAt(c.shutter).frames(c.frames).request(1);
+        transcript.clear();
         EXPECT_EQ(select(scene), c.answer);
-        size_t lines = 0;
-        for (size_t at = 0; (at = transcript.find("search continuous from", at)) != std::string::npos; ++at) {
-            ++lines;
+        EXPECT_EQ(transcript.find("search continuous from") != std::string::npos, c.isSearched) << c.answer;
+    }
+}
+
+/// Whatever the clock does, the shutter frame is the one a lower bound finds; with and without missing frames.
+TEST_F(Continuous, TheShutterFrameIsTheLowerBound) {
+    force("policy", "65536");  // ZeroShutterDelay alone
+    std::mt19937 engine(1);
+    auto const roll = [&](uint32_t sides) { return static_cast<uint32_t>(engine() % sides); };
+    for (int life = 0; life < 2000; ++life) {
+        Scene scene;
+        scene.history(1, roll(40)).request(1);
+        bool const hasJumps = roll(3) == 0;
+        for (auto& [frameNo, frame] : scene.in.history) {
+            frame.timestamp = hasJumps ? roll(400) : frame.timestamp;
         }
-        EXPECT_EQ(lines, c.searchLines) << c.answer;
+        scene.in.history.erase(roll(40));
+        scene.in.zsdTs = roll(420);
+        auto const expected = std::lower_bound(
+            scene.in.history.begin(), scene.in.history.end(), scene.in.zsdTs,
+            [](auto const& entry, int64_t timestamp) { return entry.second.timestamp < timestamp; });
+        EXPECT_EQ(select(scene),
+                  expected == scene.in.history.end() ? "{}" : "{0:" + std::to_string(expected->first) + "}");
         transcript.clear();
     }
-}
-
-TEST_F(Continuous, TheShutterFrameInHistoriesOfAnySize) {
-    force("policy", "65536");  // ZeroShutterDelay alone
-    for (FrameNo count = 0; count < 9; ++count) {
-        for (FrameNo shutter = 0; shutter < count + 2; ++shutter) {
-            Scene scene;
-            scene.history(1, count).shutterAt(shutter).request(1);
-            FrameNo const expected = std::max(shutter, 1U);
-            EXPECT_EQ(select(scene), expected <= count ? "{0:" + std::to_string(expected) + "}" : "{}");
-        }
-    }
-}
-
-TEST_F(Continuous, PendingAndTimedOut) {
-    Scene scene;
-    scene.history(10, 14).shutterAt(13).frames(2).request(1, 999);
-    scene.app(13).set(kAfState, uint8_t{3});
-    EXPECT_EQ(select(scene), "{}");
-    scene.request(1, 1000);  // unchecked, from the oldest
-    EXPECT_EQ(select(scene), "{0:10 1:11}");
-    scene.in.targetEv = 4;
-    EXPECT_EQ(select(scene), "{0:none 1:none}");
-    scene.in.history.clear();
-    EXPECT_EQ(select(scene), "{0:none 1:none}");
-    scene.request(1, 0);
-    EXPECT_EQ(select(scene), "{}");
-    expectTranscript();
-}
-
-TEST_F(Continuous, IndependentFramesKeepWhatTheyHave) {
-    force("policy", "65537");  // AFStable, ZeroShutterDelay
-    Scene scene;
-    scene.history(10, 14).shutterAt(11).frames(3).request(1);
-    for (FrameNo const frameNo : {11U, 13U}) {
-        scene.app(frameNo).set(kAfState, uint8_t{3});
-    }
-    EXPECT_EQ(select(scene), "{0:12 1:14}");
-    scene.request(1, 1000);
-    EXPECT_EQ(select(scene), "{0:10 1:11 2:12}");
-    scene.in.history.erase(10);
-    scene.in.history.erase(13);
-    scene.in.history.erase(14);
-    EXPECT_EQ(select(scene), "{0:11 1:12 2:none}");
-    scene.in.history.clear();
-    scene.request(1, 0);
-    EXPECT_EQ(select(scene), "{}");
-    expectTranscript();
 }
 
 TEST_F(Continuous, KeysAreTheRequestsOwn) {
