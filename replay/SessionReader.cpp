@@ -407,6 +407,8 @@ Recording readSession(std::string const& text, std::string const& file) {
         document = Json::parse(text);
     } catch (Json::parse_error const& error) {
         throw SessionError(file + ": byte " + std::to_string(error.byte) + ": no JSON: " + error.what());
+    } catch (Json::exception const& error) {  // a number that no type can hold
+        throw SessionError(file + ": no JSON: " + error.what());
     }
     Node const root(document, file, "");
     root.object({"description", "properties", "selectors", "streams", "frames", "changes", "requests"});
