@@ -1,21 +1,17 @@
 #include "zsl/policy/Rendering.h"
 
-#include <charconv>
+#include "zsl/policy/Format.h"
 
 namespace NSCam::ZslPolicy {
 
 namespace {
 
-void appendHexIds(std::string& text, char const* label, std::set<StreamId> const& ids) {
-    text += label;
-    text += '[';
+std::string renderIds(std::set<StreamId> const& ids) {
+    std::string text;
     for (StreamId const id : ids) {
-        char digits[2 * sizeof(id)];
-        auto* const end = std::to_chars(std::begin(digits), std::end(digits), static_cast<uint64_t>(id), 16).ptr;
-        text.append(digits, end);
-        text += ' ';
+        text += format("%lx ", static_cast<unsigned long>(id));
     }
-    text += ']';
+    return text;
 }
 
 char const* statusWord(ISelector::PreCollectStatus status) {
@@ -32,28 +28,22 @@ char const* statusWord(ISelector::PreCollectStatus status) {
 }  // namespace
 
 std::string toString(ISelector::HistoryFrame const& frame) {
-    return "[F" + std::to_string(frame.frameNo) + " R" + std::to_string(frame.requestNo) +
-           " ts:" + std::to_string(frame.timestamp) + " ss" + toString(frame.streamSets, true) +
-           " locked=" + (frame.locked ? "1" : "0") + "]";
+    return format("[F%u R%u ts:%ld ss%s locked=%d]", frame.frameNo, frame.requestNo, frame.timestamp,
+                  toString(frame.streamSets, true).c_str(), frame.locked ? 1 : 0);
 }
 
 std::string toString(StreamSets const& streams, bool brief) {
     if (brief) {
-        return "(" + std::to_string(streams.halImages.size()) + "," + std::to_string(streams.halMetas.size()) +
-               "," + std::to_string(streams.appMetas.size()) + ")";
+        return format("(%zu,%zu,%zu)", streams.halImages.size(), streams.halMetas.size(), streams.appMetas.size());
     }
-    std::string text;
-    appendHexIds(text, "halImages", streams.halImages);
-    appendHexIds(text, "; halMetas", streams.halMetas);
-    appendHexIds(text, "; appMetas", streams.appMetas);
-    return text;
+    return format("halImages[%s]; halMetas[%s]; appMetas[%s]", renderIds(streams.halImages).c_str(),
+                  renderIds(streams.halMetas).c_str(), renderIds(streams.appMetas).c_str());
 }
 
 std::string toString(std::map<unsigned int, ISelector::PreCollectSelectInfo> const& preCollects) {
     std::string text;
     for (auto const& [frameNo, info] : preCollects) {
-        text += "[" + std::to_string(frameNo) + "]=R" + std::to_string(info.requestNo) +
-                " Status=" + statusWord(info.status) + " ";
+        text += format("[%u]=R%u Status=%s ", frameNo, info.requestNo, statusWord(info.status));
     }
     return text;
 }
@@ -61,7 +51,7 @@ std::string toString(std::map<unsigned int, ISelector::PreCollectSelectInfo> con
 std::string toString(std::unordered_map<unsigned int, unsigned int> const& sensorModes) {
     std::string text;
     for (auto const& [sensorId, mode] : sensorModes) {
-        text += "[" + std::to_string(sensorId) + "]" + std::to_string(mode) + " ";
+        text += format("[%u]%u ", sensorId, mode);
     }
     return text;
 }

@@ -15,7 +15,7 @@ constexpr BurstLines kLines{/*unknownBurst=*/__LINE__, /*notCreated=*/__LINE__, 
 std::string renderIndexed(std::vector<FrameNo> const& frames) {
     std::string text;
     for (size_t index = 0; index < frames.size(); ++index) {
-        text += "[" + std::to_string(index) + "]F" + std::to_string(frames[index]) + " ";
+        text += ZslPolicy::format("[%zu]F%u ", index, frames[index]);
     }
     return text;
 }

@@ -25,9 +25,9 @@ constexpr int8_t kFailed = -1;
 std::string renderCheckSets(CheckSets const& checkSets) {
     std::string text;
     for (auto const& [firstFrame, checkSet] : checkSets) {
-        text += "[index=F" + std::to_string(firstFrame) + ", check=" + std::to_string(checkSet.check) + "]";
+        text += ZslPolicy::format("[index=F%u, check=%d]", firstFrame, checkSet.check);
         for (auto const& [index, frameNo] : checkSet.frames) {
-            text += "[" + std::to_string(index) + "]" + std::to_string(frameNo) + " ";
+            text += ZslPolicy::format("[%u]%u ", index, frameNo);
         }
     }
     return text;

@@ -28,9 +28,8 @@ int32_t currentCount_MFHDR = 0;  // frames selected so far in this phase
 std::string renderHdrMapping(std::map<RequestNo, HdrRequest> const& mapping) {
     std::string text;
     for (auto const& [requestNo, request] : mapping) {
-        text += "R" + std::to_string(requestNo) + "={.targetFrameNo=" + std::to_string(request.targetFrameNo) +
-                " .evSetting=" + std::to_string(request.evSetting) + " .status=" + std::to_string(request.status) +
-                "} ";
+        text += ZslPolicy::format("R%u={.targetFrameNo=%u .evSetting=%d .status=%d} ", requestNo,
+                                  request.targetFrameNo, request.evSetting, request.status);
     }
     return text;
 }

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "zsl/policy/Format.h"
 #include "zsl/policy/ISelector.h"
 
 namespace NSCam::Sample {
@@ -23,10 +24,9 @@ class LogName {
 
     char const* c_str() const {
         if (mText.empty()) {
-            mText = "[r" + std::to_string(mRequestNo) + "," + std::to_string(mElapsedMs) + "/" +
-                    std::to_string(mTimeoutMs) + "ms]<" + mWord + ">";
+            mText = ZslPolicy::format("[r%u,%ld/%ldms]<%s>", mRequestNo, mElapsedMs, mTimeoutMs, mWord);
             if (mIdx != -1 || mCnt != -1) {
-                mText += "IspHidl(" + std::to_string(mIdx) + "/" + std::to_string(mCnt) + ")";
+                mText += ZslPolicy::format("IspHidl(%d/%d)", mIdx, mCnt);
             }
         }
         return mText.c_str();

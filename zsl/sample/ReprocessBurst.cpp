@@ -9,7 +9,7 @@ using ZslPolicy::kNoFrame;
 std::string renderMapping(std::map<RequestNo, FrameNo> const& mapping) {
     std::string text;
     for (auto const& [requestNo, frameNo] : mapping) {
-        text += "R" + std::to_string(requestNo) + "[hF" + std::to_string(frameNo) + "] ";
+        text += ZslPolicy::format("R%u[hF%u] ", requestNo, frameNo);
     }
     return text;
 }

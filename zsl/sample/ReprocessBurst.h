@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "zsl/policy/Format.h"
 #include "zsl/sample/Log.h"
 #include "zsl/sample/SampleSelector.h"
 
@@ -17,8 +18,8 @@ namespace NSCam::Sample {
 template <typename Numbers>
 std::string renderNumbers(Numbers const& numbers, char const* before, char const* after) {
     std::string text;
-    for (auto const number : numbers) {
-        text += before + std::to_string(number) + after;
+    for (uint32_t const number : numbers) {
+        text += ZslPolicy::format("%s%u%s", before, number, after);
     }
     return text;
 }
@@ -28,7 +29,7 @@ template <typename Map>
 std::string renderKeys(Map const& map) {
     std::string text;
     for (auto const& entry : map) {
-        text += std::to_string(entry.first) + " ";
+        text += ZslPolicy::format("%u ", entry.first);
     }
     return text;
 }

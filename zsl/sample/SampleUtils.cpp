@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <string>
 
+#include "zsl/policy/Format.h"
 #include "zsl/policy/Rendering.h"
 #include "zsl/sample/Log.h"
 #include "zsl/sample/MetadataTags.h"
@@ -57,7 +58,7 @@ template <typename T>
 std::string joinValues(std::initializer_list<T> values) {
     std::string text;
     for (T const value : values) {
-        text += (text.empty() ? "" : ",") + std::to_string(value);
+        text += ZslPolicy::format(text.empty() ? "%ld" : ",%ld", static_cast<long>(value));
     }
     return text;
 }
@@ -74,7 +75,7 @@ bool isMatched(IMetadata const* meta, uint32_t tag, std::initializer_list<T> acc
         }
         return bc;
     }
-    ZSL_LOGD("[%s] [%s] tag(%#x) val=%s target=%s bc=%d", "isMatched", caller, tag, std::to_string(*value).c_str(),
+    ZSL_LOGD("[%s] [%s] tag(%#x) val=%ld target=%s bc=%d", "isMatched", caller, tag, static_cast<long>(*value),
              joinValues(accepted).c_str(), bc ? 1 : 0);
     return std::find(accepted.begin(), accepted.end(), *value) != accepted.end();
 }
@@ -115,8 +116,7 @@ bool isStreamAFStable(IMetadata const* meta) {
         return false;
     }
     auto const describe = [&] {
-        return "afMode=" + std::to_string(afMode) + " afState=" + std::to_string(afState) +
-               " lensState=" + std::to_string(lensState);
+        return ZslPolicy::format("afMode=%d afState=%d lensState=%d", afMode, afState, lensState);
     };
     if (!isFocusAtRest(afMode, afState, lensState)) {
         ZSL_LOGW("[%s] AF fail: %s", "isAFStable", describe().c_str());
@@ -156,8 +156,9 @@ bool isRequiredSensorMode(ISelector::HistoryFrame const& hf, StreamSets const& n
         return false;
     }
     auto const describe = [&] {
-        return "sensorModes={history={" + ZslPolicy::toString(frameModes.toMap()) + "} request={" +
-               ZslPolicy::toString(reqSensorModes.toMap()) + "}";
+        return ZslPolicy::format("sensorModes={history={%s} request={%s}",
+                                 ZslPolicy::toString(frameModes.toMap()).c_str(),
+                                 ZslPolicy::toString(reqSensorModes.toMap()).c_str());
     };
     auto const matches = [&](uint32_t sensorId, uint32_t mode) {
         uint32_t const* const frameMode = frameModes.find(sensorId);
@@ -167,8 +168,8 @@ bool isRequiredSensorMode(ISelector::HistoryFrame const& hf, StreamSets const& n
         for (auto const& [sensorId, mode] : reqSensorModes.toMap()) {
             if (!matches(sensorId, mode)) {
                 return frameModes.find(sensorId) == nullptr
-                           ? "sensorId(" + std::to_string(static_cast<int32_t>(sensorId)) + ")"
-                           : "sensorMode(" + std::to_string(static_cast<int32_t>(mode)) + ")";
+                           ? ZslPolicy::format("sensorId(%d)", static_cast<int32_t>(sensorId))
+                           : ZslPolicy::format("sensorMode(%d)", static_cast<int32_t>(mode));
             }
         }
         return "";
