@@ -84,14 +84,29 @@ std::optional<FrameNo> findMissingFrame(BurstCall const& call, CheckSet const& c
     return std::nullopt;
 }
 
-/// Runs `selectFrom(history)` on a history that holds only the check set's frames.
+/// Judges the check sets that have not been judged, by what `selectFrom(history)` selects from a history that holds
+/// the check set's frames alone. False when a check set has to wait for a frame; what is judged stays judged.
 template <typename SelectFrom>
-auto selectFromCheckSet(BurstCall const& call, CheckSet const& checkSet, SelectFrom selectFrom) {
-    std::map<FrameNo, ISelector::HistoryFrame> history;
-    for (auto const& [index, frameNo] : checkSet.frames) {
-        history.emplace_hint(history.end(), frameNo, *call.findInHistory(frameNo));
+bool judge(BurstCall const& call, RequestLog const& log, RequestNo requestNo, CheckSets& checkSets,
+           SelectFrom selectFrom) {
+    for (auto& [firstFrame, checkSet] : checkSets) {
+        if (checkSet.check != kNotJudged) {
+            continue;
+        }
+        if (auto const missing = findMissingFrame(call, checkSet)) {
+            ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: (operate at R%u) cannot find F%d in history yet, pending...",
+                            log.function, log.name(), requestNo, static_cast<int>(*missing));
+            return false;
+        }
+        std::map<FrameNo, ISelector::HistoryFrame> history;
+        for (auto const& [index, frameNo] : checkSet.frames) {
+            history.emplace_hint(history.end(), frameNo, *call.findInHistory(frameNo));
+        }
+        checkSet.check = selectFrom(history).selectedFrames.size() == call.size() ? kPassed : kFailed;
     }
-    return selectFrom(history);
+    ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: after check quality : needCheckSet={%s}", log.function, log.name(),
+                    renderCheckSets(checkSets).c_str());
+    return true;
 }
 
 /// The newest check set that passed; without one the newest that has a frame for every request of the burst.
@@ -152,24 +167,13 @@ ISelector::SelectOutputParams SampleSelector::ispHidlSelect_LatestWithQuality(Se
             return {};
         }
         lockForCheck(call, log, in.requestNo, *burst);
-        for (auto& [firstFrame, checkSet] : burst->needCheckSet) {
-            if (checkSet.check != kNotJudged) {
-                continue;
-            }
-            if (auto const missing = findMissingFrame(call, checkSet)) {
-                ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: (operate at R%u) cannot find F%d in history yet, pending...",
-                                log.function, log.name(), in.requestNo, static_cast<int>(*missing));
-                return call.takeOutput();
-            }
-            auto const run = selectFromCheckSet(call, checkSet, [&](auto const& history) {
-                RequiredKeys const burstKeys(in.requiredFrames, in.ispHidlFrameCnt);
-                return multiFrameSelect(in, burstKeys, history, logName, policy);
-            });
-            checkSet.check = run.selectedFrames.size() == call.size() ? kPassed : kFailed;
+        auto const selectFrom = [&](auto const& history) {
+            return multiFrameSelect(in, RequiredKeys(in.requiredFrames, in.ispHidlFrameCnt), history, logName,
+                                    policy);
+        };
+        if (!judge(call, log, in.requestNo, burst->needCheckSet, selectFrom)) {
+            return call.takeOutput();
         }
-        ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: after check quality : needCheckSet={%s}", log.function, log.name(),
-                        renderCheckSets(burst->needCheckSet).c_str());
-
         CheckSet const* const chosen = choose(call, log, in.requestNo, burst->needCheckSet);
         if (chosen == nullptr) {
             return call.takeOutput();
