@@ -60,6 +60,11 @@ TEST_F(FrameQuality, WithoutANeededStreamOnlySyncFails) {
     EXPECT_EQ(log.take(), "");
 }
 
+TEST_F(FrameQuality, TheEvOfNullMetadataIsReported) {
+    EXPECT_FALSE(tryGetEVSetting(nullptr));
+    EXPECT_EQ(log.count("E [tryGetEVSetting] cannot find input app meta (tryGetEVSetting){#"), 1U);
+}
+
 TEST_F(FrameQuality, EveryNeededStreamSetCounts) {
     for (auto set : {&NSCam::ZslPolicy::StreamSets::halImages, &NSCam::ZslPolicy::StreamSets::halMetas,
                      &NSCam::ZslPolicy::StreamSets::appMetas}) {
