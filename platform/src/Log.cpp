@@ -28,6 +28,7 @@ std::atomic<int> minimumPriority{kInfo};
 struct Output {
     std::mutex mutex;
     Sink sink;
+    std::string text;  // of the line; kept for its room
 };
 
 Output& output() {
@@ -42,10 +43,11 @@ void setSink(Sink sink) {
     output().sink = std::move(sink);
 }
 
-void write(int priority, char const* tag, std::string const& text) {
+void write(int priority, char const* tag, char const* text) {
     std::lock_guard<std::mutex> const guard(output().mutex);
     if (output().sink) {
-        output().sink(priority, tag, text);
+        output().text = text;
+        output().sink(priority, tag, output().text);
     } else {
         auto const now = std::chrono::system_clock::now().time_since_epoch();
         int64_t const ns = std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();

@@ -1,8 +1,6 @@
 // What the parts of the stand-in share about the log.
 #pragma once
 
-#include <string>
-
 namespace NSCam::Utils::Log {
 
 /// Sets the gate from the text of log.tag.SampleSelector: its first letter counts, in either case; a text
@@ -10,6 +8,6 @@ namespace NSCam::Utils::Log {
 void setMinimumLevel(char const* level);
 
 /// Hands a line to the sink or to standard error.
-void write(int priority, char const* tag, std::string const& text);
+void write(int priority, char const* tag, char const* text);
 
 }  // namespace NSCam::Utils::Log
