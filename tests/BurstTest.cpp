@@ -1,13 +1,15 @@
 // What of the bursts no call can bring about.
 #include "Scene.h"
-#include "zsl/sample/ReprocessBurst.h"
+#include "zsl/sample/SampleSelector.h"
 
 namespace ZslTest {
 namespace {
 
-/// The inconsistencies that no call can bring about end the process.
-TEST(BurstDeathTest, ARequestWithoutMapping) {
-    using namespace NSCam::Sample;
+using namespace NSCam::Sample;
+
+/// A burst whose mapping lacks the calling request: an ERROR line if the gate lets it through, then the end.
+void serveUnmapped(char const* level) {
+    NSCam::Utils::Properties::set("log.tag.SampleSelector", level);
     ISelector::SelectInputParams in;
     in.requestNo = 7;
     in.ispHidlFrameIdx = 0;
@@ -15,15 +17,21 @@ TEST(BurstDeathTest, ARequestWithoutMapping) {
     LogName const logName("ispHidl", in, 1000);
     RequestLog const requestLog{"ispHidlSelect", logName, 1};
     BurstLines const lines{333, 344, 405};
-    auto const serveUnmapped = [&] {
-        BurstRecord empty;
-        BurstCall(requestLog, lines, in).serveAndLock(empty);
-    };
+    BurstCall(requestLog, lines, in).serveAndLock({});
+}
+
+constexpr char const* kAssertion = "F SampleSelector: .ispHidlSelect..#405:zsl/sample/SampleSelector.\r\n\n$";
+
+TEST(BurstDeathTest, ARequestWithoutMappingIsReported) {
     EXPECT_EXIT(
-        serveUnmapped(), testing::KilledBySignal(SIGABRT),
-        "E SampleSelector: .Fatal. .ispHidlSelect. .r7,0/1000ms.<ispHidl>IspHidl.0/1. INVALID: R7 fail to get "
-        "request mapping .ispHidlSelect..#405:zsl/sample/SampleSelector.\n.*"
-        "F SampleSelector: .ispHidlSelect..#405:zsl/sample/SampleSelector.\r\n");
+        serveUnmapped("E"), testing::KilledBySignal(SIGABRT),
+        std::string("E SampleSelector: .Fatal. .ispHidlSelect. .r7,0/1000ms.<ispHidl>IspHidl.0/1. INVALID: R7 "
+                    "fail to get request mapping .ispHidlSelect..#405:zsl/sample/SampleSelector.\n.*") +
+            kAssertion);
+}
+
+TEST(BurstDeathTest, WithTheGateClosedTheAssertionStands) {
+    EXPECT_EXIT(serveUnmapped("S"), testing::KilledBySignal(SIGABRT), std::string("^[-0-9:. ]+") + kAssertion);
 }
 
 }  // namespace

@@ -6,3 +6,6 @@
 
 /// Calls of operator new since the program began.
 size_t heapAllocations();
+
+/// Lets the allocation after `count` more fail, once, with std::bad_alloc.
+void failAllocationAfter(size_t count);

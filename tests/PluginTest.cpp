@@ -98,6 +98,91 @@ TEST_F(LoadedPlugin, APendingBurstDoesNotCopyTheHistory) {
     }
 }
 
+/// The calls of a host: a burst that waits for a frame in flight, one whose second frame fails, one that times out.
+/// With hint 4 the second one is of HDR frames.
+std::deque<Scene> callsOf(char const* hint) {
+    struct {
+        RequestNo base;
+        int32_t idx;
+        int64_t elapsedMs;
+        bool hasLanded;
+        bool isFailing;
+    } const steps[] = {{100, 0, 0, false, false},  {100, 1, 5, false, false}, {100, 1, 9, true, false},
+                       {200, 0, 0, true, false},   {200, 1, 5, true, true},   {300, 0, 0, true, false},
+                       {300, 1, 1000, true, false}};
+    std::deque<Scene> calls;
+    for (auto const& step : steps) {
+        bool const isHdr = *hint == '4' && step.base == 200;
+        if (*hint == '4' && step.base == 300) {
+            break;  // the phase is as it was
+        }
+        Scene& scene = calls.emplace_back();
+        scene.history(50, 55).inflight(56, 56).shutterAt(step.hasLanded ? 56 : 55);
+        if (step.hasLanded) {
+            scene.land(56);
+        }
+        scene.app(54).set(kHint, int32_t{isHdr});
+        scene.app(56 - !step.hasLanded).set(kEv, int32_t{step.isFailing});
+        scene.requestMeta.set(kHint, int32_t{isHdr});
+        scene.frame(55).locked = step.idx == 1;
+        scene.burst(step.base, step.idx, 2, step.elapsedMs);
+    }
+    return calls;
+}
+
+class ShortOfMemory : public LoadedPlugin {
+  protected:
+    /// The answers of a new selector. In call `failing` the allocation after `count` others fails, if there are so
+    /// many (hasFailed); then the call is made again.
+    std::vector<std::string> answersWith(std::deque<Scene> const& calls, size_t failing, size_t count) {
+        selector = plugin.makeSelector();
+        std::vector<std::string> answers;
+        hasFailed = false;
+        for (Scene const& scene : calls) {
+            ISelector::SelectOutputParams out;
+            try {
+                failAllocationAfter(answers.size() == failing ? count : SIZE_MAX / 2);
+                out = selector->select(scene.in);
+                failAllocationAfter(SIZE_MAX / 2);
+            } catch (std::bad_alloc const&) {
+                hasFailed = true;
+                out = selector->select(scene.in);
+            }
+            answers.push_back(show(out));
+        }
+        return answers;
+    }
+
+    bool hasFailed = false;
+};
+
+/// A call that memory ends early is as if it had not been: it takes nothing with it, and the next one serves.
+TEST_F(ShortOfMemory, AFailedCallChangesNothing) {
+    NSCam::Utils::Properties::set("vendor.debug.camera.zsl.runtime.adb", "1");
+    NSCam::Utils::Log::setSink([](int, char const*, std::string const&) {});
+    size_t total = 0;
+    for (std::string const hint : {"0", "1", "2", "3", "4"}) {
+        NSCam::Utils::Properties::set("vendor.debug.camera.zsl.force.hint", hint);
+        auto const calls = callsOf(hint.c_str());
+        for (char const* gate : {"V", "S"}) {
+            NSCam::Utils::Properties::set("log.tag.SampleSelector", gate);
+            auto const answers = answersWith(calls, calls.size(), 0);
+            for (size_t failing = 0; failing < calls.size(); ++failing) {
+                size_t failures = 0;
+                while (answersWith(calls, failing, failures) == answers && hasFailed) {
+                    ++failures;
+                }
+                EXPECT_FALSE(hasFailed)
+                    << "hint " << hint << ", gate " << gate << ", call " << failing
+                    << ": not the answers of a life without allocation " << failures << " of that call failing";
+                total += failures;
+            }
+        }
+    }
+    NSCam::Utils::Log::setSink({});
+    EXPECT_GT(total, 500U);
+}
+
 TEST(PluginLoading, WhatIsWrongIsNamed) {
     EXPECT_THROW(Replay::Plugin("/nonexistent/library.so"), Replay::PluginError);
     try {

@@ -77,12 +77,12 @@ TEST_F(FrameQuality, EveryNeededStreamSetCounts) {
 TEST_F(FrameQuality, MoreSensorsThanStandInPlace) {
     SensorModes modes;
     for (uint32_t id = 0; id < 20; ++id) {
-        modes.insert(id, 100 + id);
-        modes.insert(id, 0);  // the first mode stays
+        modes.add(id, 100 + id);
+        modes.add(id, 0);  // the first mode stays
     }
-    EXPECT_EQ(modes.end() - modes.begin(), 20);
-    EXPECT_EQ(modes.toMap().size(), 20U);
+    ASSERT_EQ(modes.size(), 20U);
     for (uint32_t id = 0; id < 20; ++id) {
+        EXPECT_EQ(modes[id].sensorId, id);
         ASSERT_NE(modes.find(id), nullptr);
         EXPECT_EQ(*modes.find(id), 100 + id);
     }

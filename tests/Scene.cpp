@@ -29,27 +29,11 @@ std::string fingerprint(ISelector::SelectInputParams const& in) {
     return text.str();
 }
 
-std::string frameText(FrameNo frameNo) { return frameNo == kNoFrame ? "none" : std::to_string(frameNo); }
-
 }  // namespace
 
 size_t LogCapture::count(std::string const& text) const {
     return static_cast<size_t>(std::count_if(
         lines.begin(), lines.end(), [&](std::string const& line) { return line.find(text) != std::string::npos; }));
-}
-
-std::string show(ISelector::SelectOutputParams const& out) {
-    EXPECT_TRUE(out.frameNoSet.empty());
-    std::string text = "{";
-    for (auto const& [key, result] : out.selectedFrames) {
-        EXPECT_EQ(result.reserved, 0U);
-        text += (text.size() > 1 ? " " : "") + std::to_string(key) + ":" + frameText(result.frameNo);
-    }
-    text += "}";
-    for (auto const& [frameNo, operation] : out.frameOps) {
-        text += (operation == ISelector::OpT::Lock ? " L" : " U") + std::to_string(frameNo);
-    }
-    return text;
 }
 
 SelectorTest::SelectorTest() {

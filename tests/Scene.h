@@ -174,7 +174,20 @@ class LogCapture {
 };
 
 /// "{0:88 1:none} L89 U90", the answer and the operations.
-std::string show(ISelector::SelectOutputParams const& out);
+inline std::string show(ISelector::SelectOutputParams const& out) {
+    EXPECT_TRUE(out.frameNoSet.empty());
+    std::string text = "{";
+    for (auto const& [key, result] : out.selectedFrames) {
+        EXPECT_EQ(result.reserved, 0U);
+        text += (text.size() > 1 ? " " : "") + std::to_string(key) + ":" +
+                (result.frameNo == kNoFrame ? "none" : std::to_string(result.frameNo));
+    }
+    text += "}";
+    for (auto const& [frameNo, operation] : out.frameOps) {
+        text += (operation == ISelector::OpT::Lock ? " L" : " U") + std::to_string(frameNo);
+    }
+    return text;
+}
 
 /// A selector under a forced hint, policy or time-out, with its log. Properties are cleared at both ends; the
 /// runtime switch is on (main.cpp), for it is read once in a process.

@@ -5,17 +5,22 @@
 
 namespace NSCam::ZslPolicy {
 
-std::string format(char const* fmt, ...) {
+void append(std::string& text, char const* fmt, ...) {
+    char usual[128];  // nearly every piece fits, and is formatted once
     va_list arguments;
-    va_start(arguments, fmt);
     va_list again;
+    va_start(arguments, fmt);
     va_copy(again, arguments);
-    int const length = std::vsnprintf(nullptr, 0, fmt, arguments);
-    va_end(arguments);
-    std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
-    std::vsnprintf(text.data(), text.size() + 1, fmt, again);
+    auto const length = static_cast<size_t>(std::vsnprintf(usual, sizeof usual, fmt, arguments));
+    if (length < sizeof usual) {
+        text.append(usual, length);
+    } else {
+        size_t const before = text.size();
+        text.resize(before + length);
+        std::vsnprintf(text.data() + before, length + 1, fmt, again);
+    }
     va_end(again);
-    return text;
+    va_end(arguments);
 }
 
 }  // namespace NSCam::ZslPolicy

@@ -5,7 +5,7 @@
 
 namespace NSCam::ZslPolicy {
 
-/// The formatted text, as a new string.
-std::string format(char const* fmt, ...) __attribute__((format(printf, 1, 2)));
+/// Adds the formatted text to `text`.
+void append(std::string& text, char const* fmt, ...) __attribute__((format(printf, 2, 3)));
 
 }  // namespace NSCam::ZslPolicy

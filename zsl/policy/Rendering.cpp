@@ -6,12 +6,10 @@ namespace NSCam::ZslPolicy {
 
 namespace {
 
-std::string renderIds(std::set<StreamId> const& ids) {
-    std::string text;
+void appendIds(std::string& text, std::set<StreamId> const& ids) {
     for (StreamId const id : ids) {
-        text += format("%lx ", static_cast<unsigned long>(id));
+        append(text, "%lx ", static_cast<unsigned long>(id));
     }
-    return text;
 }
 
 char const* statusWord(ISelector::PreCollectStatus status) {
@@ -28,22 +26,32 @@ char const* statusWord(ISelector::PreCollectStatus status) {
 }  // namespace
 
 std::string toString(ISelector::HistoryFrame const& frame) {
-    return format("[F%u R%u ts:%ld ss%s locked=%d]", frame.frameNo, frame.requestNo, frame.timestamp,
-                  toString(frame.streamSets, true).c_str(), frame.locked ? 1 : 0);
+    std::string text;
+    append(text, "[F%u R%u ts:%ld ss%s locked=%d]", frame.frameNo, frame.requestNo, frame.timestamp,
+           toString(frame.streamSets, true).c_str(), frame.locked ? 1 : 0);
+    return text;
 }
 
 std::string toString(StreamSets const& streams, bool brief) {
+    std::string text;
     if (brief) {
-        return format("(%zu,%zu,%zu)", streams.halImages.size(), streams.halMetas.size(), streams.appMetas.size());
+        append(text, "(%zu,%zu,%zu)", streams.halImages.size(), streams.halMetas.size(), streams.appMetas.size());
+    } else {
+        text += "halImages[";
+        appendIds(text, streams.halImages);
+        text += "]; halMetas[";
+        appendIds(text, streams.halMetas);
+        text += "]; appMetas[";
+        appendIds(text, streams.appMetas);
+        text += "]";
     }
-    return format("halImages[%s]; halMetas[%s]; appMetas[%s]", renderIds(streams.halImages).c_str(),
-                  renderIds(streams.halMetas).c_str(), renderIds(streams.appMetas).c_str());
+    return text;
 }
 
 std::string toString(std::map<unsigned int, ISelector::PreCollectSelectInfo> const& preCollects) {
     std::string text;
     for (auto const& [frameNo, info] : preCollects) {
-        text += format("[%u]=R%u Status=%s ", frameNo, info.requestNo, statusWord(info.status));
+        append(text, "[%u]=R%u Status=%s ", frameNo, info.requestNo, statusWord(info.status));
     }
     return text;
 }
@@ -51,7 +59,7 @@ std::string toString(std::map<unsigned int, ISelector::PreCollectSelectInfo> con
 std::string toString(std::unordered_map<unsigned int, unsigned int> const& sensorModes) {
     std::string text;
     for (auto const& [sensorId, mode] : sensorModes) {
-        text += format("[%u]%u ", sensorId, mode);
+        text += "[" + std::to_string(sensorId) + "]" + std::to_string(mode) + " ";
     }
     return text;
 }

@@ -1,7 +1,9 @@
 // Reprocess burst of the newest frames: those known when the burst starts, in flight ones included, are
 // assigned once, oldest to newest, and must go on qualifying on every call.
+#include <algorithm>
+
 #include "zsl/policy/Rendering.h"
-#include "zsl/sample/ReprocessBurst.h"
+#include "zsl/sample/SampleSelector.h"
 #include "zsl/sample/include/SampleUtils.h"
 
 namespace NSCam::Sample {
@@ -10,27 +12,48 @@ namespace {
 
 using ZslPolicy::kNoFrame;
 
-constexpr BurstLines kLines{/*unknownBurst=*/__LINE__, /*notCreated=*/__LINE__, /*noMapping=*/__LINE__};
+constexpr BurstLines kLines{
+    /*unknownBurst=*/__LINE__,
+    /*notCreated=*/__LINE__,
+    /*noMapping=*/__LINE__,
+};
 
 std::string renderIndexed(std::vector<FrameNo> const& frames) {
     std::string text;
     for (size_t index = 0; index < frames.size(); ++index) {
-        text += ZslPolicy::format("[%zu]F%u ", index, frames[index]);
+        text += "[" + std::to_string(index) + "]F" + std::to_string(frames[index]) + " ";
     }
     return text;
 }
 
-/// Assigns the newest frames that were not collected ahead; all requests go non-ZSL when there are too few.
+/// The numbers of the frames that the host knows and did not collect ahead, ascending.
+std::vector<FrameNo> candidates(RequestLog const& log, ISelector::SelectInputParams const& in) {
+    std::vector<FrameNo> frameNos;
+    frameNos.reserve(in.history.size() + in.inflight.size());
+    for (auto const& [key, frame] : in.history) {
+        if (in.preCollects.count(frame.frameNo) == 0) {
+            frameNos.push_back(frame.frameNo);
+        } else {
+            ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: history get F%u, skip pre-collect frames={%s}", log.function,
+                            log.name(), frame.frameNo, ZslPolicy::toString(in.preCollects).c_str());
+        }
+    }
+    for (auto const& [key, frame] : in.inflight) {
+        if (in.preCollects.count(frame.frameNo) == 0) {
+            frameNos.push_back(frame.frameNo);
+        } else {
+            ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: inflight get F%u, skip pre-collect frames={%s}", log.function,
+                            log.name(), frame.frameNo, ZslPolicy::toString(in.preCollects).c_str());
+        }
+    }
+    makeOrderedSet(frameNos);
+    return frameNos;
+}
+
+/// Assigns the newest candidates; all requests go non-ZSL when there are too few.
 void assignLatest(BurstCall const& call, RequestLog const& log, ISelector::SelectInputParams const& in,
                   BurstRecord& burst) {
-    auto const curFrameNumbers = knownFrames(in, [&](char const* where, FrameNo frameNo) {
-        bool const isPreCollected = in.preCollects.count(frameNo) != 0;
-        if (isPreCollected) {
-            ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: %s get F%u, skip pre-collect frames={%s}", log.function,
-                            log.name(), where, frameNo, ZslPolicy::toString(in.preCollects).c_str());
-        }
-        return isPreCollected;
-    });
+    auto const curFrameNumbers = candidates(log, in);
     ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: curFrameNumbers={%s}", log.function, log.name(),
                     renderNumbers(curFrameNumbers, " F", "").c_str());
     if (curFrameNumbers.size() < call.size()) {
@@ -51,27 +74,28 @@ void assignLatest(BurstCall const& call, RequestLog const& log, ISelector::Selec
 
 /// Judges the assigned frames again, without their stability. The first that fails turns its request and every
 /// later one to non-ZSL, served ones included, and their locked frames are released.
-void verify(BurstCall& call, ISelector::SelectInputParams const& in, BurstRecord& burst) {
-    auto const& need = in.requiredFrames.begin()->second;
-    SensorModes const reqSensorModes(in.sensorModes, need.reqSensorIds);
-    bool failed = false;
-    for (auto& [requestNo, frameNo] : burst.mapping) {
-        auto const* const frame = call.findInHistory(frameNo);
-        if (frame == nullptr) {
-            frameNo = failed ? kNoFrame : frameNo;
-            continue;
-        }
-        failed = failed || !isQualify(*frame, need.needStreams, 0, false, reqSensorModes, in.targetEv);
-        if (failed) {
-            if (frame->locked) {
-                call.addFrameOp(frameNo, ISelector::OpT::Unlock);
-            }
-            frameNo = kNoFrame;
-        }
+void verify(BurstCall& call, RequestLog const& log, ISelector::SelectInputParams const& in,
+            BurstInWork<SampleSelector::IspHidlReqObj_Latest>& burst) {
+    auto const& needStreams = in.requiredFrames.begin()->second.needStreams;
+    SensorModes const reqSensorModes = requiredSensorModes(in);
+    auto const& mapping = burst->mapping;
+    auto const failing = std::find_if(mapping.begin(), mapping.end(), [&](auto const& assigned) {
+        auto const* const frame = call.findInHistory(assigned.second);
+        return frame != nullptr && !isQualify(*frame, needStreams, 0, false, reqSensorModes, in.targetEv);
+    });
+    if (failing == mapping.end()) {
+        return;
     }
-    if (failed) {
-        call.logMapping(burst, "Verify failed! ");
+    auto& changed = burst.change().mapping;
+    for (auto entry = changed.find(failing->first); entry != changed.end(); ++entry) {
+        auto const* const frame = call.findInHistory(entry->second);
+        if (frame != nullptr && frame->locked) {
+            call.addFrameOp(entry->second, ISelector::OpT::Unlock);
+        }
+        entry->second = kNoFrame;
     }
+    ZSL_LOGI("[%s] %s MAPPING: (Verify failed! operate at R%u) %s", log.function, log.name(), in.requestNo,
+             renderMapping(mapping).c_str());
 }
 
 }  // namespace
@@ -83,20 +107,19 @@ ISelector::SelectOutputParams SampleSelector::ispHidlSelect_Latest(SelectInputPa
     }
     RequestLog const log{"ispHidlSelect_Latest", logName, mLogLevel};
     BurstCall call(log, kLines, in);
-    IspHidlReqObj_Latest* const burst = call.findOrCreate(mIspHidlReqs_Latest);
-    if (burst == nullptr) {
+    BurstInWork burst(mIspHidlReqs_Latest, call.base());
+    if (!call.findOrCreate(burst)) {
         return {};
     }
-    call.applyTimeout(*burst, mTimeout);
+    if (in.elapsedMs >= mTimeout) {
+        call.timeOut(burst.change());
+    }
     if (burst->mapping.empty()) {
-        assignLatest(call, log, in, *burst);
+        assignLatest(call, log, in, burst.change());
     }
-    verify(call, in, *burst);
+    verify(call, log, in, burst);
     call.serveAndLock(*burst);
-    if (burst->needSelectReqs.empty()) {
-        call.erase(mIspHidlReqs_Latest);
-    }
-    return call.takeOutput();
+    return call.end(burst);
 }
 
 }  // namespace NSCam::Sample

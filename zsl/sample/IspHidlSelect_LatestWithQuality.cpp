@@ -2,9 +2,8 @@
 // locked when the burst starts; the older and the newer run of the burst's length among them (the check sets)
 // are judged once each by the continuous selection, and the newest that passes serves the burst.
 #include <algorithm>
-#include <optional>
 
-#include "zsl/sample/ReprocessBurst.h"
+#include "zsl/sample/SampleSelector.h"
 
 namespace NSCam::Sample {
 
@@ -14,6 +13,7 @@ using ZslPolicy::kNoFrame;
 using CheckSet = SampleSelector::CustomQualityCheckSet;
 using CheckSets = std::map<FrameNo, CheckSet>;
 using Burst = SampleSelector::IspHidlReqObj_LatestWithQuality;
+using BurstRecordInWork = BurstInWork<Burst>;
 
 constexpr BurstLines kLines{/*unknownBurst=*/714, /*notCreated=*/726, /*noMapping=*/955};
 
@@ -25,17 +25,31 @@ constexpr int8_t kFailed = -1;
 std::string renderCheckSets(CheckSets const& checkSets) {
     std::string text;
     for (auto const& [firstFrame, checkSet] : checkSets) {
-        text += ZslPolicy::format("[index=F%u, check=%d]", firstFrame, checkSet.check);
+        ZslPolicy::append(text, "[index=F%u, check=%d]", firstFrame, checkSet.check);
         for (auto const& [index, frameNo] : checkSet.frames) {
-            text += ZslPolicy::format("[%u]%u ", index, frameNo);
+            ZslPolicy::append(text, "[%u]%u ", index, frameNo);
         }
     }
     return text;
 }
 
+/// The numbers of all frames the host knows, ascending: history and in flight.
+std::vector<FrameNo> knownFrames(ISelector::SelectInputParams const& in) {
+    std::vector<FrameNo> frameNos;
+    frameNos.reserve(in.history.size() + in.inflight.size());
+    for (auto const& entry : in.history) {
+        frameNos.push_back(entry.second.frameNo);
+    }
+    for (auto const& entry : in.inflight) {
+        frameNos.push_back(entry.second.frameNo);
+    }
+    makeOrderedSet(frameNos);
+    return frameNos;
+}
+
 /// Takes the newest frames and forms the check sets. False when the host knows too few frames for the burst.
 bool setUp(BurstCall const& call, RequestLog const& log, ISelector::SelectInputParams const& in, Burst& burst) {
-    auto const curFrameNumbers = knownFrames(in, [](char const*, FrameNo) { return false; });
+    auto const curFrameNumbers = knownFrames(in);
     ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: curFrameNumbers={%s}", log.function, log.name(),
                     renderNumbers(curFrameNumbers, " F", "").c_str());
     if (curFrameNumbers.size() < call.size()) {
@@ -74,63 +88,57 @@ void lockForCheck(BurstCall& call, RequestLog const& log, RequestNo requestNo, B
     }
 }
 
-/// The check set's frame that has not reached the history, if any.
-std::optional<FrameNo> findMissingFrame(BurstCall const& call, CheckSet const& checkSet) {
-    for (auto const& [index, frameNo] : checkSet.frames) {
-        if (call.findInHistory(frameNo) == nullptr) {
-            return frameNo;
-        }
-    }
-    return std::nullopt;
+/// The check set's first frame that has not reached the history, or the end of its frames.
+auto findMissingFrame(BurstCall const& call, CheckSet const& checkSet) {
+    return std::find_if(checkSet.frames.begin(), checkSet.frames.end(),
+                        [&](auto const& entry) { return call.findInHistory(entry.second) == nullptr; });
 }
 
 /// Judges the check sets that have not been judged, by what `selectFrom(history)` selects from a history that holds
 /// the check set's frames alone. False when a check set has to wait for a frame; what is judged stays judged.
 template <typename SelectFrom>
-bool judge(BurstCall const& call, RequestLog const& log, RequestNo requestNo, CheckSets& checkSets,
+bool judge(BurstCall const& call, RequestLog const& log, RequestNo requestNo, BurstRecordInWork& burst,
            SelectFrom selectFrom) {
-    for (auto& [firstFrame, checkSet] : checkSets) {
+    for (auto const& [firstFrame, checkSet] : burst->needCheckSet) {
         if (checkSet.check != kNotJudged) {
             continue;
         }
-        if (auto const missing = findMissingFrame(call, checkSet)) {
+        if (auto const missing = findMissingFrame(call, checkSet); missing != checkSet.frames.end()) {
             ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: (operate at R%u) cannot find F%d in history yet, pending...",
-                            log.function, log.name(), requestNo, static_cast<int>(*missing));
+                            log.function, log.name(), requestNo, static_cast<int>(missing->second));
             return false;
         }
         std::map<FrameNo, ISelector::HistoryFrame> history;
         for (auto const& [index, frameNo] : checkSet.frames) {
             history.emplace_hint(history.end(), frameNo, *call.findInHistory(frameNo));
         }
-        checkSet.check = selectFrom(history).selectedFrames.size() == call.size() ? kPassed : kFailed;
+        bool const isPassed = selectFrom(history).selectedFrames.size() == call.size();
+        burst.change().needCheckSet.at(firstFrame).check = isPassed ? kPassed : kFailed;
     }
     ZSL_MEMBER_LOGD(log, "[%s] %s DEBUG: after check quality : needCheckSet={%s}", log.function, log.name(),
-                    renderCheckSets(checkSets).c_str());
+                    renderCheckSets(burst->needCheckSet).c_str());
     return true;
 }
 
-/// The newest check set that passed; without one the newest that has a frame for every request of the burst.
-/// Null when none has: then a request would be left without an answer.
-CheckSet const* choose(BurstCall const& call, RequestLog const& log, RequestNo requestNo,
-                       CheckSets const& checkSets) {
+/// The newest check set that passed; without one the newest among those with the most frames, so that a short one
+/// leaves no request without an answer while a longer one stands.
+CheckSet const& choose(RequestLog const& log, RequestNo requestNo, CheckSets const& checkSets) {
     auto const passed = std::find_if(checkSets.rbegin(), checkSets.rend(),
                                      [](auto const& entry) { return entry.second.check == kPassed; });
     if (passed != checkSets.rend()) {
         ZSL_LOGI(
             "[%s] %s INFO: (operate at R%u) quality check success! set latest frame with quality check : index=%d",
             log.function, log.name(), requestNo, static_cast<int>(passed->first));
-        return &passed->second;
+        return passed->second;
     }
-    auto const whole = std::find_if(checkSets.rbegin(), checkSets.rend(),
-                                    [&](auto const& entry) { return entry.second.frames.size() >= call.size(); });
-    if (whole == checkSets.rend()) {
-        return nullptr;
-    }
+    auto const longest = std::max_element(checkSets.rbegin(), checkSets.rend(), [](auto const& a, auto const& b) {
+        return a.second.frames.size() < b.second.frames.size();
+    });
     ZSL_LOGI(
         "[%s] %s INFO: (operate at R%u) quality check failed! set latest frame anyway : needCheckSet size=%zu, "
         "index=%d",
-        log.function, log.name(), requestNo, checkSets.size(), static_cast<int>(whole->first));
-    return &whole->second;
+        log.function, log.name(), requestNo, checkSets.size(), static_cast<int>(longest->first));
+    return longest->second;
 }
 
 /// Releases what is still locked of the burst, but for the frame that the calling request is about to use.
@@ -157,38 +165,34 @@ ISelector::SelectOutputParams SampleSelector::ispHidlSelect_LatestWithQuality(Se
     }
     RequestLog const log{"ispHidlSelect_LatestWithQuality", logName, mLogLevel};
     BurstCall call(log, kLines, in);
-    Burst* const burst = call.findOrCreate(mIspHidlReqs_LatestWithQuality);
-    if (burst == nullptr) {
+    BurstInWork burst(mIspHidlReqs_LatestWithQuality, call.base());
+    if (!call.findOrCreate(burst)) {
         return {};
     }
-    call.applyTimeout(*burst, mTimeout);
+    if (in.elapsedMs >= mTimeout) {
+        call.timeOut(burst.change());
+    }
     if (burst->mapping.empty()) {
-        if (burst->needLockFrames.empty() && !setUp(call, log, in, *burst)) {
+        if (burst->needLockFrames.empty() && !setUp(call, log, in, burst.change())) {
             return {};
         }
         lockForCheck(call, log, in.requestNo, *burst);
         auto const selectFrom = [&](auto const& history) {
-            return multiFrameSelect(in, RequiredKeys(in.requiredFrames, in.ispHidlFrameCnt), history, logName,
-                                    policy);
+            return multiFrameSelect(in, in.ispHidlFrameCnt, history, logName, policy);
         };
-        if (!judge(call, log, in.requestNo, burst->needCheckSet, selectFrom)) {
+        if (!judge(call, log, in.requestNo, burst, selectFrom)) {
             return call.takeOutput();
         }
-        CheckSet const* const chosen = choose(call, log, in.requestNo, burst->needCheckSet);
-        if (chosen == nullptr) {
-            return call.takeOutput();
-        }
-        for (auto const& [index, frameNo] : chosen->frames) {
-            call.assign(*burst, index, frameNo);
+        for (auto const& [index, frameNo] : choose(log, in.requestNo, burst->needCheckSet).frames) {
+            call.assign(burst.change(), index, frameNo);
         }
         call.logMapping(*burst);
     }
     call.serveAndLock(*burst);
-    if (burst->needSelectReqs.empty()) {
+    if (call.isOver(*burst)) {
         unlockTakenFrames(call, log, in.requestNo, *burst);
-        call.erase(mIspHidlReqs_LatestWithQuality);
     }
-    return call.takeOutput();
+    return call.end(burst);
 }
 
 }  // namespace NSCam::Sample

@@ -18,6 +18,9 @@ constexpr char const* kLogTag = "SampleSelector";
 constexpr char const* kSelectorPath = "zsl/sample/SampleSelector";
 constexpr char const* kUtilsPath = "zsl/sample/include/SampleUtils";
 
+/// Whether the host's gate lets lines of the level through.
+inline bool isLogged(char level) { return __builtin_expect(vzrcam_testLog(kLogTag, level), 0) != 0; }
+
 /// Who writes a line about a request: the function, the request's log name and the selector's log level.
 struct RequestLog {
     char const* function;
@@ -34,11 +37,11 @@ struct RequestLog {
 
 }  // namespace NSCam::Sample
 
-#define ZSL_LOG(level, priority, ...)                                                    \
-    do {                                                                                 \
-        if (__builtin_expect(vzrcam_testLog(::NSCam::Sample::kLogTag, level), 0) != 0) { \
-            __android_log_print(priority, ::NSCam::Sample::kLogTag, __VA_ARGS__);        \
-        }                                                                                \
+#define ZSL_LOG(level, priority, ...)                                             \
+    do {                                                                          \
+        if (::NSCam::Sample::isLogged(level)) {                                   \
+            __android_log_print(priority, ::NSCam::Sample::kLogTag, __VA_ARGS__); \
+        }                                                                         \
     } while (false)
 
 #define ZSL_LOGD(...) ZSL_LOG('D', 3, __VA_ARGS__)

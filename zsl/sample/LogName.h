@@ -1,9 +1,8 @@
 // The per-request log name.
 #pragma once
 
-#include <string>
+#include <cstdio>
 
-#include "zsl/policy/Format.h"
 #include "zsl/policy/ISelector.h"
 
 namespace NSCam::Sample {
@@ -13,33 +12,32 @@ namespace NSCam::Sample {
 /// The text is built when it is first printed: most requests are served with every gate closed.
 class LogName {
   public:
-    /// `word` has static storage.
+    /// `word` has static storage; `in` outlives the name.
     LogName(char const* word, ZslPolicy::ISelector::SelectInputParams const& in, int64_t timeoutMs)
-        : mWord(word),
-          mRequestNo(in.requestNo),
-          mElapsedMs(in.elapsedMs),
-          mTimeoutMs(timeoutMs),
-          mIdx(in.ispHidlFrameIdx),
-          mCnt(in.ispHidlFrameCnt) {}
+        : mWord(word), mIn(in), mTimeoutMs(timeoutMs) {
+        mText[0] = '\0';
+    }
 
     char const* c_str() const {
-        if (mText.empty()) {
-            mText = ZslPolicy::format("[r%u,%ld/%ldms]<%s>", mRequestNo, mElapsedMs, mTimeoutMs, mWord);
-            if (mIdx != -1 || mCnt != -1) {
-                mText += ZslPolicy::format("IspHidl(%d/%d)", mIdx, mCnt);
+        if (mText[0] == '\0') {
+            int const idx = mIn.ispHidlFrameIdx;
+            int const cnt = mIn.ispHidlFrameCnt;
+            if (idx == -1 && cnt == -1) {
+                std::snprintf(mText, sizeof mText, "[r%u,%ld/%ldms]<%s>", mIn.requestNo, mIn.elapsedMs, mTimeoutMs,
+                              mWord);
+            } else {
+                std::snprintf(mText, sizeof mText, "[r%u,%ld/%ldms]<%s>IspHidl(%d/%d)", mIn.requestNo,
+                              mIn.elapsedMs, mTimeoutMs, mWord, idx, cnt);
             }
         }
-        return mText.c_str();
+        return mText;
     }
 
   private:
     char const* mWord;
-    ZslPolicy::RequestNo mRequestNo;
-    int64_t mElapsedMs;
+    ZslPolicy::ISelector::SelectInputParams const& mIn;
     int64_t mTimeoutMs;
-    int32_t mIdx;
-    int32_t mCnt;
-    mutable std::string mText;
+    mutable char mText[160];  // the longest numbers and word take 122
 };
 
 }  // namespace NSCam::Sample

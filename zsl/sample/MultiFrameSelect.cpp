@@ -15,50 +15,69 @@ namespace {
 using History = std::map<FrameNo, ISelector::HistoryFrame>;
 using SelectOutputParams = ISelector::SelectOutputParams;
 
-/// The first frame taken at `zsdTs` or later. Timestamps ascend with the key, so each step halves the rest.
+/// The first frame taken at `zsdTs` or later. Timestamps ascend with the key. The shutter mostly is a few frames
+/// back, so the search steps back from the newest frame before it halves what is left.
 History::const_iterator findShutterFrame(History const& history, int64_t zsdTs) {
-    if (history.empty()) {
-        return history.end();
+    constexpr size_t kSteps = 8;
+    auto last = history.end();
+    size_t count = history.size();
+    for (size_t step = 0; step < kSteps && count > 0; ++step, --count) {
+        auto const frame = std::prev(last);
+        if (frame->second.timestamp < zsdTs) {
+            return last;
+        }
+        last = frame;
     }
-    // A map's iterator walks frame by frame; but while no frame is missing, its number tells a frame's place and
-    // the map finds it at once. Below a few frames walking is faster.
-    constexpr size_t kNear = 6;
-    bool const hasNoGap = history.rbegin()->first - history.begin()->first == history.size() - 1;
-    auto const skip = [&](History::const_iterator frame, size_t count) {
-        return hasNoGap && count > kNear ? history.find(frame->first + static_cast<FrameNo>(count))
-                                         : std::next(frame, static_cast<ptrdiff_t>(count));
-    };
-    auto first = history.begin();
-    for (size_t count = history.size(); count > 0;) {
-        size_t const half = count / 2;
-        auto const middle = skip(first, half);
+    // The frame is `last`, or among the `count` before it.
+    while (count > 0) {
+        size_t const half = (count + 1) / 2;
+        auto const middle = std::prev(last, static_cast<ptrdiff_t>(half));
         if (middle->second.timestamp < zsdTs) {
-            first = std::next(middle);
-            count -= half + 1;
+            count = half - 1;
         } else {
-            count = half;
+            last = middle;
+            count -= half;
         }
     }
-    return first;
+    return last;
+}
+
+using RequiredFrames = std::map<int32_t, ISelector::ZslFrameInfo>;
+
+/// How many frames are to be selected: one for each key of `frames` and each index from 1 to `burstCnt` - 1.
+size_t countKeys(RequiredFrames const& frames, int32_t burstCnt) {
+    if (burstCnt <= 1) {
+        return frames.size();
+    }
+    auto const inBoth = std::distance(frames.lower_bound(1), frames.lower_bound(burstCnt));
+    return frames.size() + static_cast<size_t>(burstCnt - 1) - static_cast<size_t>(inBoth);
+}
+
+/// Visits these keys in ascending order until `visit(key)` is false.
+template <typename Visit>
+void eachKey(RequiredFrames const& frames, int32_t burstCnt, Visit visit) {
+    int32_t index = 1;
+    for (auto const& entry : frames) {
+        for (; index < burstCnt && index < entry.first; ++index) {
+            if (!visit(index)) {
+                return;
+            }
+        }
+        if (!visit(entry.first)) {
+            return;
+        }
+        if (index < burstCnt && index == entry.first) {
+            ++index;
+        }
+    }
+    while (index < burstCnt && visit(index)) {
+        ++index;
+    }
 }
 
 /// Answers `key` unless it is answered already. Keys come in ascending order.
 void answer(SelectOutputParams& out, int32_t key, FrameNo frameNo) {
     out.selectedFrames.emplace_hint(out.selectedFrames.end(), key, ISelector::ZslFrameResult{frameNo, 0});
-}
-
-/// Each key in turn gets the next qualified frame; a frame that failed is never tried again.
-template <typename Qualifies>
-void selectIndependent(History const& history, History::const_iterator cursor, RequiredKeys const& keys,
-                       Qualifies qualifies, SelectOutputParams& out) {
-    for (int32_t const key : keys) {
-        cursor = std::find_if(cursor, history.end(), qualifies);
-        if (cursor == history.end()) {
-            return;
-        }
-        answer(out, key, cursor->first);
-        ++cursor;
-    }
 }
 
 /// The first of `length` frames in a row that all qualify, or end(). No frame is judged twice: after a failure
@@ -88,17 +107,17 @@ SelectOutputParams SampleSelector::multiFrameSelect(SelectInputParams const& in,
     if (in.requiredFrames.empty()) {
         return {};
     }
-    return multiFrameSelect(in, RequiredKeys(in.requiredFrames), in.history, logName, policy);
+    return multiFrameSelect(in, 1, in.history, logName, policy);
 }
 
-SelectOutputParams SampleSelector::multiFrameSelect(SelectInputParams const& in, RequiredKeys const& keys,
+SelectOutputParams SampleSelector::multiFrameSelect(SelectInputParams const& in, int32_t burstCnt,
                                                     History const& history, LogName const& logName,
                                                     uint32_t policy) const {
     RequestLog const log{"multiFrameSelect", logName, mLogLevel};
-    ZslFrameInfo const& need = in.requiredFrames.begin()->second;
-    SensorModes const reqSensorModes(in.sensorModes, need.reqSensorIds);
+    StreamSets const& needStreams = in.requiredFrames.begin()->second.needStreams;
+    SensorModes const reqSensorModes = requiredSensorModes(in);
     bool const isTimeout = in.elapsedMs >= mTimeout;
-    size_t const keyCount = keys.size();
+    size_t const keyCount = countKeys(in.requiredFrames, burstCnt);
 
     SelectOutputParams out;
     auto cursor = history.begin();
@@ -113,10 +132,19 @@ SelectOutputParams SampleSelector::multiFrameSelect(SelectInputParams const& in,
     }
 
     auto const qualifies = [&](History::value_type const& frame) {
-        return isQualify(frame.second, need.needStreams, policy, isTimeout, reqSensorModes, in.targetEv);
+        return isQualify(frame.second, needStreams, policy, isTimeout, reqSensorModes, in.targetEv);
     };
     if ((policy & ZslPolicy::Policy::ContinuousFrame) == 0) {
-        selectIndependent(history, cursor, keys, qualifies, out);
+        // Each key in turn gets the next qualified frame; a frame that failed is never tried again.
+        eachKey(in.requiredFrames, burstCnt, [&](int32_t key) {
+            cursor = std::find_if(cursor, history.end(), qualifies);
+            if (cursor == history.end()) {
+                return false;
+            }
+            answer(out, key, cursor->first);
+            ++cursor;
+            return true;
+        });
     } else {
         if (cursor != history.begin()) {
             // The first run tried ends at the shutter frame.
@@ -130,10 +158,11 @@ SelectOutputParams SampleSelector::multiFrameSelect(SelectInputParams const& in,
         if (frame == history.end()) {
             ZSL_LOGW("[%s] %s cannot get continuous hfs", log.function, log.name());
         } else {
-            for (int32_t const key : keys) {
+            eachKey(in.requiredFrames, burstCnt, [&](int32_t key) {
                 answer(out, key, frame->first);
                 ++frame;
-            }
+                return true;
+            });
         }
     }
 
@@ -146,9 +175,10 @@ SelectOutputParams SampleSelector::multiFrameSelect(SelectInputParams const& in,
         } else {
             ZSL_LOGW("[%s] %s TIMEOUT: sel(#%zu) < zf(#%zu), change to non-Zsl", log.function, log.name(), selected,
                      keyCount);
-            for (int32_t const key : keys) {
+            eachKey(in.requiredFrames, burstCnt, [&](int32_t key) {
                 answer(out, key, ZslPolicy::kNoFrame);
-            }
+                return true;
+            });
         }
     }
     return out;

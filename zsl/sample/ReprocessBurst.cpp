@@ -9,7 +9,7 @@ using ZslPolicy::kNoFrame;
 std::string renderMapping(std::map<RequestNo, FrameNo> const& mapping) {
     std::string text;
     for (auto const& [requestNo, frameNo] : mapping) {
-        text += ZslPolicy::format("R%u[hF%u] ", requestNo, frameNo);
+        text += "R" + std::to_string(requestNo) + "[hF" + std::to_string(frameNo) + "] ";
     }
     return text;
 }
@@ -25,10 +25,7 @@ void BurstCall::assignNonZsl(BurstRecord& burst) const {
     }
 }
 
-void BurstCall::applyTimeout(BurstRecord& burst, int64_t timeoutMs) {
-    if (mIn.elapsedMs < timeoutMs) {
-        return;
-    }
+void BurstCall::timeOut(BurstRecord& burst) {
     if (burst.mapping.empty()) {
         assignNonZsl(burst);
     } else {
@@ -42,15 +39,16 @@ void BurstCall::applyTimeout(BurstRecord& burst, int64_t timeoutMs) {
             }
         }
     }
-    logMapping(burst, "TIMEOUT: ");
+    ZSL_LOGI("[%s] %s MAPPING: (TIMEOUT: operate at R%u) %s", mLog.function, mLog.name(), mIn.requestNo,
+             renderMapping(burst.mapping).c_str());
 }
 
-void BurstCall::serveAndLock(BurstRecord& burst) {
+void BurstCall::serveAndLock(BurstRecord const& burst) {
     serve(burst);
     lockAssignedFrames(burst);
 }
 
-void BurstCall::serve(BurstRecord& burst) {
+void BurstCall::serve(BurstRecord const& burst) {
     RequestNo const requestNo = mIn.requestNo;
     if (!burst.needSelectReqs.empty() && *burst.needSelectReqs.begin() != requestNo) {
         ZSL_MEMBER_LOGD(mLog, "[%s] %s DEBUG: cannot select R%u (FIFO), needSelectReqs={%s}", mLog.function,
@@ -68,13 +66,15 @@ void BurstCall::serve(BurstRecord& burst) {
         return;  // the frame is still in flight, or gone: the request waits
     }
     mOut.selectedFrames[0] = {frameNo, 0};
-    burst.needSelectReqs.erase(requestNo);
     ZSL_MEMBER_LOGD(mLog, "[%s] %s SELECT: R%u [hF%u]", mLog.function, mLog.name(), requestNo, frameNo);
 }
 
 void BurstCall::lockAssignedFrames(BurstRecord const& burst) {
+    bool const isServed = !mOut.selectedFrames.empty();
     for (auto const& [requestNo, frameNo] : burst.mapping) {
-        if (frameNo == kNoFrame || burst.needSelectReqs.count(requestNo) == 0) {
+        bool const isWaiting =
+            burst.needSelectReqs.count(requestNo) != 0 && !(isServed && requestNo == mIn.requestNo);
+        if (frameNo == kNoFrame || !isWaiting) {
             continue;
         }
         HistoryFrame const* const frame = findInHistory(frameNo);
@@ -86,8 +86,8 @@ void BurstCall::lockAssignedFrames(BurstRecord const& burst) {
     }
 }
 
-void BurstCall::logMapping(BurstRecord const& burst, char const* occasion) const {
-    ZSL_LOGI("[%s] %s MAPPING: (%soperate at R%u) %s", mLog.function, mLog.name(), occasion, mIn.requestNo,
+void BurstCall::logMapping(BurstRecord const& burst) const {
+    ZSL_LOGI("[%s] %s MAPPING: (operate at R%u) %s", mLog.function, mLog.name(), mIn.requestNo,
              renderMapping(burst.mapping).c_str());
 }
 

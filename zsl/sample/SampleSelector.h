@@ -3,21 +3,9 @@
 
 #include "zsl/policy/ISelector.h"
 #include "zsl/sample/LogName.h"
-#include "zsl/sample/RequiredKeys.h"
+#include "zsl/sample/ReprocessBurst.h"
 
 namespace NSCam::Sample {
-
-using ZslPolicy::FrameNo;
-using ZslPolicy::ISelector;
-using ZslPolicy::RequestNo;
-
-/// What the selector remembers of a burst between calls, for the strategies that assign one history frame to
-/// each request. Records are keyed by the burst's base request, the number of its first request. A request
-/// leaves `needSelectReqs` only when it is served, and every request in it has an entry in `mapping`.
-struct BurstRecord {
-    std::set<RequestNo> needSelectReqs;    ///< the burst's requests that have not been served
-    std::map<RequestNo, FrameNo> mapping;  ///< the frame of each request; kNoFrame: a capture without ZSL
-};
 
 /// Calls of select() on one selector must not overlap; calls that reach ispHidlSelect_MFNR_HDR must not overlap
 /// across all selectors of the process.
@@ -58,9 +46,9 @@ class SampleSelector final : public ISelector {
   private:
     /// Around the shutter: one qualified history frame for each required frame.
     SelectOutputParams multiFrameSelect(SelectInputParams const& in, LogName const& logName, uint32_t policy) const;
-    /// The same for other frame indices, or in another history, than the request's own. `in.requiredFrames` has
-    /// at least one entry.
-    SelectOutputParams multiFrameSelect(SelectInputParams const& in, RequiredKeys const& keys,
+    /// The same for a whole burst, whose requests have the indices up to `burstCnt` - 1, from a history that need
+    /// not be the request's own. `in.requiredFrames` has at least one entry.
+    SelectOutputParams multiFrameSelect(SelectInputParams const& in, int32_t burstCnt,
                                         std::map<FrameNo, HistoryFrame> const& history, LogName const& logName,
                                         uint32_t policy) const;
 

@@ -13,6 +13,9 @@ namespace NSCam::Sample {
 using ZslPolicy::ISelector;
 using ZslPolicy::StreamSets;
 
+/// The modes that the host expects of the sensors which the request's first frame depends on.
+SensorModes requiredSensorModes(ISelector::SelectInputParams const& in);
+
 /// Whether the auto-focus of every needed application stream is at rest. A stream without afMode, afState or
 /// lens state fails; a frame without a needed stream passes.
 bool isAFStable(ISelector::HistoryFrame const& hf, StreamSets const& needStreams);

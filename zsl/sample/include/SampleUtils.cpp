@@ -6,7 +6,6 @@
 #include <initializer_list>
 #include <string>
 
-#include "zsl/policy/Format.h"
 #include "zsl/policy/Rendering.h"
 #include "zsl/sample/Log.h"
 #include "zsl/sample/MetadataTags.h"
@@ -37,28 +36,24 @@ std::optional<T> read(IMetadata const* meta, uint32_t tag) {
 template <typename Stop>
 MetadataByStream::const_iterator findNeeded(MetadataByStream const& metas, std::set<StreamId> const& needed,
                                             Stop stop) {
-    return std::find_if(metas.begin(), metas.end(), [&](auto const& stream) {
-        return needed.count(stream.first) != 0 && stop(stream.first, stream.second);
-    });
-}
-
-/// Whether all needed streams pass `check(metadata)`; the first that fails is reported as "`what` X".
-template <typename Check>
-bool everyNeededPasses(MetadataByStream const& metas, std::set<StreamId> const& needed, char const* what,
-                       Check check) {
-    auto const failing = findNeeded(metas, needed, [&](StreamId, IMetadata const* meta) { return !check(meta); });
-    if (failing == metas.end()) {
-        return true;
+    // Counting spares the step to end(), which climbs the whole tree.
+    auto stream = metas.begin();
+    for (size_t left = metas.size(); left > 0; --left) {
+        if (needed.count(stream->first) != 0 && stop(stream->first, stream->second)) {
+            return stream;
+        }
+        if (left > 1) {
+            ++stream;
+        }
     }
-    ZSL_LOGW("[%s] (%#lx): %s X", "operator()", static_cast<unsigned long>(failing->first), what);
-    return false;
+    return metas.end();
 }
 
 template <typename T>
 std::string joinValues(std::initializer_list<T> values) {
     std::string text;
     for (T const value : values) {
-        text += ZslPolicy::format(text.empty() ? "%ld" : ",%ld", static_cast<long>(value));
+        text += (text.empty() ? "" : ",") + std::to_string(value);
     }
     return text;
 }
@@ -67,17 +62,17 @@ std::string joinValues(std::initializer_list<T> values) {
 template <typename T>
 bool isMatched(IMetadata const* meta, uint32_t tag, std::initializer_list<T> accepted, char const* caller,
                bool bc) {
-    auto const value = read<T>(meta, tag);
-    if (!value) {
+    T value = 0;
+    if (!IMetadata::getEntry<T>(meta, tag, value, 0)) {
         if (!bc) {
             ZSL_LOGE("[%s] [%s] tag(%#x) not found! (%s){#%d:%s}", "isMatched", caller, tag, "isMatched",
                      kTagNotFoundLine, kUtilsPath);
         }
         return bc;
     }
-    ZSL_LOGD("[%s] [%s] tag(%#x) val=%ld target=%s bc=%d", "isMatched", caller, tag, static_cast<long>(*value),
+    ZSL_LOGD("[%s] [%s] tag(%#x) val=%ld target=%s bc=%d", "isMatched", caller, tag, static_cast<long>(value),
              joinValues(accepted).c_str(), bc ? 1 : 0);
-    return std::find(accepted.begin(), accepted.end(), *value) != accepted.end();
+    return std::find(accepted.begin(), accepted.end(), value) != accepted.end();
 }
 
 /// Whether a tag is missing without which the focus cannot be judged; reports it.
@@ -115,38 +110,67 @@ bool isStreamAFStable(IMetadata const* meta) {
         isAfTagMissing(meta, Tag::kLensState, lensState, kLensStateNotFoundLine)) {
         return false;
     }
-    auto const describe = [&] {
-        return ZslPolicy::format("afMode=%d afState=%d lensState=%d", afMode, afState, lensState);
-    };
     if (!isFocusAtRest(afMode, afState, lensState)) {
-        ZSL_LOGW("[%s] AF fail: %s", "isAFStable", describe().c_str());
+        ZSL_LOGW("[%s] AF fail: afMode=%d afState=%d lensState=%d", "isAFStable", afMode, afState, lensState);
         return false;
     }
-    ZSL_LOGD("[%s] AF ok: %s", "isAFStable", describe().c_str());
+    ZSL_LOGD("[%s] AF ok: afMode=%d afState=%d lensState=%d", "isAFStable", afMode, afState, lensState);
     return true;
 }
 
-/// Collects the sensors of the frame's needed HAL streams with their modes. False when a stream does not name them.
+/// Log lines show sensors in a hash map's order.
+std::unordered_map<unsigned, unsigned> hashed(SensorModes const& modes) {
+    std::unordered_map<unsigned, unsigned> map;
+    for (size_t index = 0; index < modes.size(); ++index) {
+        map.emplace(modes[index].sensorId, modes[index].mode);
+    }
+    return map;
+}
+
+std::string render(SensorModes const& modes) { return ZslPolicy::toString(hashed(modes)); }
+
+/// Collects the sensors of the frame's needed HAL streams with their modes; of a sensor's streams the first counts.
+/// False when a stream does not name them.
 bool readSensorModes(ISelector::HistoryFrame const& hf, StreamSets const& needStreams, SensorModes& modes) {
     auto const unnamed = findNeeded(hf.halMetas, needStreams.halMetas, [&](StreamId id, IMetadata const* meta) {
-        auto const sensorId = read<int32_t>(meta, Tag::kHalRequestSensorId);
-        if (!sensorId) {
+        int32_t sensorId = 0;
+        int32_t mode = 0;
+        if (!IMetadata::getEntry<int32_t>(meta, Tag::kHalRequestSensorId, sensorId, 0)) {
             ZSL_LOGE("[%s] streamId(%#lx): VZR_HAL_REQUEST_SENSOR_ID(%#x) not found! (%s){#%d:%s}",
                      "isRequiredSensorMode", static_cast<unsigned long>(id), Tag::kHalRequestSensorId,
                      "isRequiredSensorMode", kSensorIdNotFoundLine, kUtilsPath);
             return true;
         }
-        auto const mode = read<int32_t>(meta, Tag::kP1NodeSensorMode);
-        if (!mode) {
+        if (!IMetadata::getEntry<int32_t>(meta, Tag::kP1NodeSensorMode, mode, 0)) {
             ZSL_LOGE("[%s] streamId(%#lx): VZR_P1NODE_SENSOR_MODE(%#x) not found! (%s){#%d:%s}",
                      "isRequiredSensorMode", static_cast<unsigned long>(id), Tag::kP1NodeSensorMode,
                      "isRequiredSensorMode", kSensorModeNotFoundLine, kUtilsPath);
             return true;
         }
-        modes.insert(static_cast<uint32_t>(*sensorId), static_cast<uint32_t>(*mode));
+        modes.add(static_cast<uint32_t>(sensorId), static_cast<uint32_t>(mode));
         return false;
     });
     return unnamed == hf.halMetas.end();
+}
+
+/// Names the first required sensor, in the order of the line, that the frame lacks or was not taken in the mode of.
+void logMismatch(SensorModes const& frameModes, SensorModes const& reqSensorModes) {
+    for (auto const& [sensorId, mode] : hashed(reqSensorModes)) {
+        uint32_t const* const frameMode = frameModes.find(sensorId);
+        if (frameMode == nullptr) {
+            __android_log_print(4, kLogTag, "[%s] check sensorId(%d) fail: sensorModes={history={%s} request={%s}",
+                                "isRequiredSensorMode", static_cast<int32_t>(sensorId), render(frameModes).c_str(),
+                                render(reqSensorModes).c_str());
+            return;
+        }
+        if (*frameMode != mode) {
+            __android_log_print(4, kLogTag,
+                                "[%s] check sensorMode(%d) fail: sensorModes={history={%s} request={%s}",
+                                "isRequiredSensorMode", static_cast<int32_t>(mode), render(frameModes).c_str(),
+                                render(reqSensorModes).c_str());
+            return;
+        }
+    }
 }
 
 bool isRequiredSensorMode(ISelector::HistoryFrame const& hf, StreamSets const& needStreams,
@@ -155,31 +179,19 @@ bool isRequiredSensorMode(ISelector::HistoryFrame const& hf, StreamSets const& n
     if (!readSensorModes(hf, needStreams, frameModes)) {
         return false;
     }
-    auto const describe = [&] {
-        return ZslPolicy::format("sensorModes={history={%s} request={%s}",
-                                 ZslPolicy::toString(frameModes.toMap()).c_str(),
-                                 ZslPolicy::toString(reqSensorModes.toMap()).c_str());
-    };
-    auto const matches = [&](uint32_t sensorId, uint32_t mode) {
-        uint32_t const* const frameMode = frameModes.find(sensorId);
-        return frameMode != nullptr && *frameMode == mode;
-    };
-    auto const nameFirstMismatch = [&]() -> std::string {
-        for (auto const& [sensorId, mode] : reqSensorModes.toMap()) {
-            if (!matches(sensorId, mode)) {
-                return frameModes.find(sensorId) == nullptr
-                           ? ZslPolicy::format("sensorId(%d)", static_cast<int32_t>(sensorId))
-                           : ZslPolicy::format("sensorMode(%d)", static_cast<int32_t>(mode));
-            }
+    bool isMatch = true;
+    for (size_t index = 0; index < reqSensorModes.size() && isMatch; ++index) {
+        uint32_t const* const frameMode = frameModes.find(reqSensorModes[index].sensorId);
+        isMatch = frameMode != nullptr && *frameMode == reqSensorModes[index].mode;
+    }
+    if (!isMatch) {
+        if (isLogged('I')) {
+            logMismatch(frameModes, reqSensorModes);
         }
-        return "";
-    };
-    if (!std::all_of(reqSensorModes.begin(), reqSensorModes.end(),
-                     [&](auto const& entry) { return matches(entry.sensorId, entry.mode); })) {
-        ZSL_LOGI("[%s] check %s fail: %s", "isRequiredSensorMode", nameFirstMismatch().c_str(), describe().c_str());
         return false;
     }
-    ZSL_LOGD("[%s] isRequiredSensorMode OK: %s", "isRequiredSensorMode", describe().c_str());
+    ZSL_LOGD("[%s] isRequiredSensorMode OK: sensorModes={history={%s} request={%s}", "isRequiredSensorMode",
+             render(frameModes).c_str(), render(reqSensorModes).c_str());
     return true;
 }
 
@@ -208,7 +220,26 @@ bool isRequiredEV(ISelector::HistoryFrame const& hf, StreamSets const& needStrea
 }
 
 bool includesAll(std::set<StreamId> const& carried, std::set<StreamId> const& needed) {
-    return std::includes(carried.begin(), carried.end(), needed.begin(), needed.end());
+    // As many steps as there are streams: the one to end() would climb the whole tree.
+    if (needed.size() > carried.size()) {
+        return false;
+    }
+    auto have = carried.begin();
+    auto want = needed.begin();
+    size_t spare = carried.size() - needed.size();  // streams that nobody needs
+    for (size_t left = needed.size(); left > 0;) {
+        if (*have == *want) {
+            if (--left > 0) {
+                ++have;
+                ++want;
+            }
+        } else if (*have > *want || spare-- == 0) {
+            return false;
+        } else {
+            ++have;
+        }
+    }
+    return true;
 }
 
 bool includesAll(StreamSets const& carried, StreamSets const& needed) {
@@ -218,21 +249,50 @@ bool includesAll(StreamSets const& carried, StreamSets const& needed) {
 
 }  // namespace
 
+SensorModes requiredSensorModes(ISelector::SelectInputParams const& in) {
+    SensorModes modes;
+    std::set<uint32_t> const* const sensorIds = in.requiredFrames.begin()->second.reqSensorIds;
+    if (sensorIds != nullptr) {
+        for (auto const& [sensorId, mode] : in.sensorModes) {
+            if (sensorIds->count(sensorId) != 0) {
+                modes.add(sensorId, mode);
+            }
+        }
+    }
+    return modes;
+}
+
 bool isAFStable(ISelector::HistoryFrame const& hf, StreamSets const& needStreams) {
-    return everyNeededPasses(hf.appMetas, needStreams.appMetas, "AF", isStreamAFStable);
+    auto const failing = findNeeded(hf.appMetas, needStreams.appMetas,
+                                    [](StreamId, IMetadata const* meta) { return !isStreamAFStable(meta); });
+    if (failing == hf.appMetas.end()) {
+        return true;
+    }
+    ZSL_LOGW("[%s] (%#lx): AF X", "operator()", static_cast<unsigned long>(failing->first));
+    return false;
 }
 
 bool isAEStable(ISelector::HistoryFrame const& hf, StreamSets const& needStreams) {
-    return everyNeededPasses(hf.appMetas, needStreams.appMetas, "AE", [](IMetadata const* meta) {
-        return isMatched<uint8_t>(meta, Tag::kControlAeState, {kAeStateConverged, kAeStateLocked}, "isAEStable",
-                                  false);
+    auto const failing = findNeeded(hf.appMetas, needStreams.appMetas, [](StreamId, IMetadata const* meta) {
+        return !isMatched<uint8_t>(meta, Tag::kControlAeState, {kAeStateConverged, kAeStateLocked}, "isAEStable",
+                                   false);
     });
+    if (failing == hf.appMetas.end()) {
+        return true;
+    }
+    ZSL_LOGW("[%s] (%#lx): AE X", "operator()", static_cast<unsigned long>(failing->first));
+    return false;
 }
 
 bool isAESoftStable(ISelector::HistoryFrame const& hf, StreamSets const& needStreams) {
-    return everyNeededPasses(hf.halMetas, needStreams.halMetas, "(soft) AE", [](IMetadata const* meta) {
-        return isMatched<int32_t>(meta, Tag::kSoftAeState, {1}, "isAESoftStable", true);
+    auto const failing = findNeeded(hf.halMetas, needStreams.halMetas, [](StreamId, IMetadata const* meta) {
+        return !isMatched<int32_t>(meta, Tag::kSoftAeState, {1}, "isAESoftStable", true);
     });
+    if (failing == hf.halMetas.end()) {
+        return true;
+    }
+    ZSL_LOGW("[%s] (%#lx): (soft) AE X", "operator()", static_cast<unsigned long>(failing->first));
+    return false;
 }
 
 bool isFrameSync(ISelector::HistoryFrame const& hf, StreamSets const& needStreams) {
@@ -270,21 +330,21 @@ bool isQualify(ISelector::HistoryFrame const& hf, StreamSets const& needStreams,
         ZSL_LOGI("[%s] TIMEOUT: take hf[F%u] without checking quality", "isQualify", hf.frameNo);
         return true;
     }
-    static constexpr struct {
-        uint32_t policyBit;
-        bool (*isStable)(ISelector::HistoryFrame const&, StreamSets const&);
-        char const* what;
-    } kPredicates[] = {
-        {Policy::AFStable, isAFStable, "AF"},
-        {Policy::AEStable, isAEStable, "AE"},
-        {Policy::AESoftStable, isAESoftStable, "(soft) AE"},
-        {Policy::FrameSync, isFrameSync, "FrameSync"},
-    };
-    for (auto const& predicate : kPredicates) {
-        if ((policy & predicate.policyBit) != 0 && !predicate.isStable(hf, needStreams)) {
-            ZSL_LOGW("[%s] hf[F%u] %s X", "isQualify", hf.frameNo, predicate.what);
-            return false;
-        }
+    if ((policy & Policy::AFStable) != 0 && !isAFStable(hf, needStreams)) {
+        ZSL_LOGW("[%s] hf[F%u] AF X", "isQualify", hf.frameNo);
+        return false;
+    }
+    if ((policy & Policy::AEStable) != 0 && !isAEStable(hf, needStreams)) {
+        ZSL_LOGW("[%s] hf[F%u] AE X", "isQualify", hf.frameNo);
+        return false;
+    }
+    if ((policy & Policy::AESoftStable) != 0 && !isAESoftStable(hf, needStreams)) {
+        ZSL_LOGW("[%s] hf[F%u] (soft) AE X", "isQualify", hf.frameNo);
+        return false;
+    }
+    if ((policy & Policy::FrameSync) != 0 && !isFrameSync(hf, needStreams)) {
+        ZSL_LOGW("[%s] hf[F%u] FrameSync X", "isQualify", hf.frameNo);
+        return false;
     }
     ZSL_LOGD("[%s] hf[F%u] OK", "isQualify", hf.frameNo);
     return true;
