@@ -1,5 +1,5 @@
 // Scenarios told in files: what the host holds, what it asks, what the selector logs and answers. A line that
-// begins with "> " is a command; the lines below it are what it brought about. Commands:
+// begins with "> " is a row of commands, with ';' between them; the lines below it are what they brought about:
 //
 //   hint | policy | timeout N     forces it; -1 clears the force
 //   history A B, inflight A B     frames A to B are in the history, or in flight
@@ -13,9 +13,19 @@
 //   shutter N, frames N, ev N     the request: shutter at frame N, number of frames, exposure compensation
 //   precollect N R                frame N is collected ahead for request R, in flight
 //   key K                         requires a frame under index K as well
-//   request R ELAPSED             asks for request R, which has waited ELAPSED ms
-//   burst BASE IDX CNT ELAPSED [SELECTOR]
+//   request R [ELAPSED]           asks for request R, which has waited ELAPSED ms
+//   burst BASE IDX CNT [ELAPSED] [SELECTOR]
 //                                 asks for request IDX of the burst, and carries the operations out
+//   show all|usual|answers        of the log from here on: every line, what no rule covers (see below), or nothing
+//
+// Left out of the files is what is checked by rule, for a line that differs stays as it is (fold):
+//   - the override, INFO and dump lines of select(), and "(operate at R...) " of the calling request
+//   - "[function] [log name] ", where the function is the strategy called; "multi " and "latest " stand for other
+//     strategies that it calls
+//   - a line like the one above it, which is counted: "(x2)"
+//   - how a frame was judged, where that is as usual: "fits" has sensor 0 in mode 1 and EV 0; "F86 F87 ok" also
+//   passed
+//     auto-focus and soft auto-exposure, "unchecked" came after the time-out, "F88 AF X" and "F88 EV X" say why not
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -41,6 +51,38 @@ constexpr TagWord kTagWords[] = {
     {"sync", kFrameSync, false, 8},
 };
 
+TagWord const& tagOf(std::string const& name) {
+    auto const* const word = std::find_if(std::begin(kTagWords), std::end(kTagWords),
+                                          [&](TagWord const& entry) { return entry.name == name; });
+    EXPECT_NE(word, std::end(kTagWords)) << name;
+    return *word;
+}
+
+void setTag(Metadata& metadata, TagWord const& word, std::string const& value) {
+    if (value == "-") {
+        metadata.erase(word.tag);
+    } else if (word.bytes == 1) {
+        metadata.set(word.tag, static_cast<uint8_t>(std::stoi(value)));
+    } else if (word.bytes == 4) {
+        metadata.set(word.tag, static_cast<int32_t>(std::stoi(value)));
+    } else {
+        metadata.set(word.tag, static_cast<int64_t>(std::stoll(value)));
+    }
+}
+
+void replace(std::string& text, std::string const& what, std::string const& by) {
+    text = std::regex_replace(text, std::regex(what), by);
+}
+
+/// Frames with the same verdict, one after the other, share a line.
+std::string joined(std::string text) {
+    for (std::string before; before != text;) {
+        before = text;
+        replace(text, "((?:^|\n)F\\d[F\\d ]*) (ok|fits|unchecked)\n(F\\d[F\\d ]*) \\2\n", "$1 $3 $2\n");
+    }
+    return text;
+}
+
 class Scenario : public SelectorTest, public testing::WithParamInterface<std::string> {
   protected:
     template <typename T>
@@ -50,43 +92,27 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
         return value;
     }
 
-    static void setTag(Metadata& metadata, TagWord const& word, std::string const& value) {
-        if (value == "-") {
-            metadata.erase(word.tag);
-        } else if (word.bytes == 1) {
-            metadata.set(word.tag, static_cast<uint8_t>(std::stoi(value)));
-        } else if (word.bytes == 4) {
-            metadata.set(word.tag, static_cast<int32_t>(std::stoi(value)));
-        } else {
-            metadata.set(word.tag, static_cast<int64_t>(std::stoll(value)));
-        }
+    template <typename T>
+    T nextOr(T value) {
+        T given{};
+        return words >> given ? given : value;
     }
 
-    static TagWord const& tagOf(std::string const& name) {
-        auto const* const word = std::find_if(std::begin(kTagWords), std::end(kTagWords),
-                                              [&](TagWord const& entry) { return entry.name == name; });
-        EXPECT_NE(word, std::end(kTagWords)) << name;
-        return *word;
-    }
-
-    void setFrameTag() {
-        auto const frameNo = next<FrameNo>();
+    void setFrameTag(FrameNo frameNo) {
         TagWord const& word = tagOf(next<std::string>());
         auto const value = next<std::string>();
-        StreamId stream = word.isApp ? kApp : kHal;
-        words >> stream;
+        auto const stream = nextOr<StreamId>(word.isApp ? kApp : kHal);
         setTag(word.isApp ? scene.app(frameNo, stream) : scene.hal(frameNo, stream), word, value);
     }
 
-    void setRequestTag() {
-        auto const name = next<std::string>();
+    void setRequestTag(std::string const& name) {
         scene.need().inAppMeta = name == "null" ? nullptr : &scene.requestMeta;
         if (name != "null") {
             setTag(scene.requestMeta, tagOf(name), next<std::string>());
         }
     }
 
-    void setSensor(std::string const& sensorId, uint32_t mode) {
+    void setSensor(std::string const& sensorId) {
         scene.need().reqSensorIds = &sensorIds;
         if (sensorId == "-") {
             sensorIds.clear();
@@ -94,99 +120,181 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
         } else {
             auto const id = static_cast<uint32_t>(std::stoul(sensorId));
             sensorIds.insert(id);
-            scene.in.sensorModes[id] = mode;
+            scene.in.sensorModes[id] = next<uint32_t>();
         }
     }
 
-    void askBurst() {
-        auto const base = next<RequestNo>();
-        auto const idx = next<int32_t>();
-        auto const cnt = next<int32_t>();
-        scene.burst(base, idx, cnt, next<int64_t>());
-        size_t which = 0;
-        words >> which;
+    void carryAll(ISelector::HistoryFrame& frame) {
+        for (auto const& entry : frame.appMetas) {
+            frame.streamSets.appMetas.insert(entry.first);
+        }
+        for (auto const& entry : frame.halMetas) {
+            frame.streamSets.halMetas.insert(entry.first);
+        }
+    }
+
+    void ask() {
+        auto const which = nextOr<size_t>(0);
         while (selectors.size() <= which) {
             createCustomSelector(selectors.emplace_back());
             log.take();
         }
+        std::string const before = std::exchange(transcript, "");
         select(scene, *selectors[which]);
+        if (shown == "answers") {
+            transcript = transcript.substr(transcript.rfind("=> "));
+        }
+        transcript = before + (shown == "usual" ? fold(transcript) : transcript);
         scene.carryOut(last);
     }
 
+    void askBurst(RequestNo base) {
+        auto const idx = next<int32_t>();
+        auto const cnt = next<int32_t>();
+        scene.burst(base, idx, cnt, nextOr<int64_t>(0));
+        ask();
+    }
+
     void obey(std::string const& command) {
+        auto& in = scene.in;
+        auto const number = [&] { return next<uint32_t>(); };
+        std::map<std::string, std::function<void()>> const actions{
+            {"history",
+             [&] {
+                 auto const first = number();
+                 scene.history(first, number());
+             }},
+            {"inflight",
+             [&] {
+                 auto const first = number();
+                 scene.inflight(first, number());
+             }},
+            {"land", [&] { scene.land(number()); }},
+            {"drop", [&] { in.history.erase(number()); }},
+            {"unlock", [&] { scene.frame(number()).locked = false; }},
+            {"set", [&] { setFrameTag(number()); }},
+            {"null",
+             [&] {
+                 auto const frameNo = number();
+                 scene.frame(frameNo).appMetas[number()] = nullptr;
+             }},
+            {"meta", [&] { setRequestTag(next<std::string>()); }},
+            {"need",
+             [&] {
+                 auto& need = scene.need().needStreams;
+                 (next<std::string>() == "app" ? need.appMetas : need.halMetas).insert(next<StreamId>());
+             }},
+            {"carry", [&] { carryAll(scene.frame(number())); }},
+            {"sensor", [&] { setSensor(next<std::string>()); }},
+            {"shutter", [&] { scene.shutterAt(number()); }},
+            {"frames", [&] { scene.frames(next<int32_t>()); }},
+            {"ev", [&] { in.targetEv = next<int32_t>(); }},
+            {"precollect",
+             [&] {
+                 auto const frameNo = number();
+                 in.preCollects[frameNo] = {number(), ISelector::PreCollectStatus::Inflight};
+             }},
+            {"key", [&] { in.requiredFrames[next<int32_t>()] = {}; }},
+            {"request",
+             [&] {
+                 auto const requestNo = number();
+                 scene.request(requestNo, nextOr<int64_t>(0));
+                 ask();
+             }},
+            {"burst", [&] { askBurst(number()); }},
+            {"show", [&] { shown = next<std::string>(); }},
+        };
         if (command == "hint" || command == "policy" || command == "timeout") {
-            force(command.c_str(), next<std::string>());
-        } else if (command == "history" || command == "inflight") {
-            auto const first = next<FrameNo>();
-            auto const final = next<FrameNo>();
-            command == "history" ? scene.history(first, final) : scene.inflight(first, final);
-        } else if (command == "land") {
-            scene.land(next<FrameNo>());
-        } else if (command == "drop") {
-            scene.in.history.erase(next<FrameNo>());
-        } else if (command == "unlock") {
-            scene.frame(next<FrameNo>()).locked = false;
-        } else if (command == "set") {
-            setFrameTag();
-        } else if (command == "null") {
-            auto const frameNo = next<FrameNo>();
-            scene.frame(frameNo).appMetas[next<StreamId>()] = nullptr;
-        } else if (command == "meta") {
-            setRequestTag();
-        } else if (command == "need") {
-            auto& need = scene.need().needStreams;
-            auto& streams = next<std::string>() == "app" ? need.appMetas : need.halMetas;
-            streams.insert(next<StreamId>());
-        } else if (command == "carry") {
-            auto& frame = scene.frame(next<FrameNo>());
-            std::for_each(frame.appMetas.begin(), frame.appMetas.end(),
-                          [&](auto const& entry) { frame.streamSets.appMetas.insert(entry.first); });
-            std::for_each(frame.halMetas.begin(), frame.halMetas.end(),
-                          [&](auto const& entry) { frame.streamSets.halMetas.insert(entry.first); });
-        } else if (command == "sensor") {
-            auto const sensorId = next<std::string>();
-            setSensor(sensorId, next<uint32_t>());
-        } else if (command == "shutter") {
-            scene.shutterAt(next<FrameNo>());
-        } else if (command == "frames") {
-            scene.frames(next<int32_t>());
-        } else if (command == "ev") {
-            scene.in.targetEv = next<int32_t>();
-        } else if (command == "precollect") {
-            auto const frameNo = next<FrameNo>();
-            scene.in.preCollects[frameNo] = {next<RequestNo>(), ISelector::PreCollectStatus::Inflight};
-        } else if (command == "key") {
-            scene.in.requiredFrames[next<int32_t>()] = {};
-        } else if (command == "request") {
-            auto const requestNo = next<RequestNo>();
-            select(scene.request(requestNo, next<int64_t>()), *selectors[0]);
-        } else {
-            ASSERT_EQ(command, "burst") << "unknown command";
-            askBurst();
+            force(command.c_str(), forced[command] = next<std::string>());
+            return;
         }
+        ASSERT_EQ(actions.count(command), 1U) << "unknown command " << command;
+        actions.at(command)();
+    }
+
+    /// Leaves out of a call's log what is as the rules above say.
+    std::string fold(std::string text) {
+        static std::map<std::string, std::string> const kStrategies{{"1", "ispHidlSelect"},
+                                                                    {"2", "ispHidlSelect_Latest"},
+                                                                    {"3", "ispHidlSelect_LatestWithQuality"},
+                                                                    {"4", "ispHidlSelect_MFNR_HDR"}};
+        auto const& in = scene.in;
+        auto const strategy = kStrategies.find(forced["hint"]);
+        bool const isBurst = strategy != kStrategies.end();
+        std::string const name = isBurst ? strategy->second : "multiFrame";
+        std::string logName = "\\[r" + std::to_string(in.requestNo) + "," + std::to_string(in.elapsedMs) +
+                              "/1000ms\\]<" + (name == "ispHidlSelect" ? "ispHidl" : name) + ">";
+        if (isBurst) {
+            logName += "IspHidl\\(" + std::to_string(in.ispHidlFrameIdx) + "/" +
+                       std::to_string(in.ispHidlFrameCnt) + "\\)";
+        }
+        replace(text, "I \\[invokeADB\\] .* adb set (hint|policy)[=(]" + std::string("\\d+.*\n"), "");
+        replace(text, "I \\[select\\] " + logName + " INFO: .*\n", "");
+        replace(text, "D \\[select\\] DEBUG: R" + std::to_string(in.requestNo) + " dump .*\n", "");
+        replace(text, "([DIWE]) \\[multiFrameSelect\\] " + logName + " ", "$1 multi ");
+        replace(text, "([DIWE]) \\[" + (name == "multiFrame" ? "select" : name) + "\\] " + logName + " ", "$1 ");
+        replace(text, "([DIWE]) \\[ispHidlSelect_Latest\\] " + logName + " ", "$1 latest ");
+        replace(text, "\\(operate at R" + std::to_string(in.requestNo) + "\\) ", "");
+        std::string const sensor =
+            "D \\[isRequiredSensorMode\\] isRequiredSensorMode OK: "
+            "sensorModes=\\{history=\\{\\[0\\]1 \\} request=\\{\\}\n";
+        replace(text,
+                sensor +
+                    "D \\[operator\\(\\)\\] streamId\\(0xa\\): get EV setting=0\n"
+                    "D \\[isRequiredEV\\] isRequiredEV OK: EV=0\n",
+                "fits, ");
+        std::string const verdict = " \\[isQualify\\] hf\\[(F\\d+)\\] ";
+        replace(text,
+                "fits, D \\[isAFStable\\] AF ok: afMode=4 afState=2 lensState=0\n"
+                "D \\[isMatched\\] \\[isAESoftStable\\] tag\\(0xc0030023\\) val=1 target=1 bc=1\nD" +
+                    verdict + "OK\n",
+                "$1 ok\n");
+        replace(text, "fits, D" + verdict + "OK\n", "$1 fits\n");
+        replace(text, "fits, I \\[isQualify\\] TIMEOUT: take hf\\[(F\\d+)\\] without checking quality\n",
+                "$1 unchecked\n");
+        replace(text,
+                "fits, W \\[isAFStable\\] AF fail: (afMode=4 afState=\\d lensState=0)\n"
+                "W \\[operator\\(\\)\\] \\(0xa\\): AF X\nW" +
+                    verdict + "AF X\n",
+                "$2 AF X: $1\n");
+        replace(text,
+                sensor +
+                    "D \\[operator\\(\\)\\] streamId\\(0xa\\): get EV setting=(-?\\d+)\n"
+                    "I \\[isRequiredEV\\] isRequiredEV fail: EV\\(History\\)=\\1, EV\\(Target\\)=(-?\\d+)\nW" +
+                    verdict + "does not include tareget EV=\\2\n",
+                "$3 EV X: $1, not $2\n");
+        replace(text, "(D multi select #(\\d+)/(\\d+) hfs)\nD multi PENDING: sel\\(#\\2\\) < zf\\(#\\3\\)\n",
+                "$1, PENDING\n");
+        text = "\n" + text;
+        replace(text, "(\n[DIWE] .*)\\1\\1(?=\n)", "$1 (x3)");
+        replace(text, "(\n[DIWE] .*)\\1(?=\n)", "$1 (x2)");
+        text.erase(0, 1);
+        return joined(text);
     }
 
     /// Obeys the commands of the file; tells what came of them in the transcript.
     void play() {
         std::ifstream file(path);
         for (std::string line; std::getline(file, line); told += line + "\n") {
-            if (line.compare(0, 1, "#") == 0) {
+            if (line.compare(0, 1, "#") == 0 || line.compare(0, 2, "> ") == 0) {
                 transcript += line + "\n";
-            } else if (line.compare(0, 2, "> ") == 0) {
-                transcript += line + "\n";
-                words = std::istringstream(line.substr(2));
+            }
+            std::istringstream row(line.compare(0, 2, "> ") == 0 ? line.substr(2) : "");
+            for (std::string command; std::getline(row, command, ';');) {
+                words = std::istringstream(command);
                 obey(next<std::string>());
             }
         }
         EXPECT_FALSE(told.empty()) << path;
         // Lines without a fixed location code carry the source line, which any edit moves.
-        static std::regex const kFloating(
-            R"(((?:ispHidlSelect_Latest|ispHidlSelect_MFNR_HDR|tryGetPreCollectHint|tryGetEVSetting)\)\{#)\d+:)");
-        transcript = std::regex_replace(transcript, kFloating, "$1*:");
+        replace(transcript,
+                "((?:ispHidlSelect_Latest|ispHidlSelect_MFNR_HDR|tryGetPreCollectHint)\\)\\{#)\\d+:", "$1*:");
     }
 
     std::string path = std::string(SCENARIOS) + "/" + GetParam() + ".txt";
     std::string told;  // what the file says
+    std::string shown = "usual";
+    std::map<std::string, std::string> forced;
     Scene scene;
     std::set<uint32_t> sensorIds;
     std::istringstream words;
@@ -208,8 +316,8 @@ TEST_P(Scenario, TheSameWithoutTheSelectorsDebugLines) {
     log.take();
     play();
     NSCam::Utils::Properties::set("vendor.debug.camera.log.zsl.sample", "1");
-    std::regex const memberLine(R"(D \[(select|multiFrameSelect|ispHidlSelect\w*)\] .*\n)");
-    EXPECT_EQ(transcript, std::regex_replace(told, memberLine, "")) << path;
+    replace(told, "D (?!\\[is[A-Z]|\\[operator).*\n", "");
+    EXPECT_EQ(transcript, joined(told)) << path;
 }
 
 std::vector<std::string> scenarios() {
