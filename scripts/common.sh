@@ -1,12 +1,29 @@
-# What the scripts share: the packages a step needs, and building a preset.
+# What the scripts share: their help, the packages a step needs, and building a preset.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# need PACKAGE...: installs those Debian packages that are missing; quiet when none is.
+# print_help: the comment at the head of the calling script.
+print_help() { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"; }
+
+# help_if_asked ARGUMENT...: ends the script with its help if the first argument asks for it.
+help_if_asked() {
+    case ${1:-} in -h | --help)
+        print_help
+        exit 0
+        ;;
+    esac
+}
+
+# need THING:PACKAGE...: installs the packages whose thing is missing: a command, or a file by its path.
 need() {
-    local missing=() package
-    for package in "$@"; do
-        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+    local missing=() wish thing
+    for wish in "$@"; do
+        thing=${wish%%:*}
+        if [ "${thing#/}" = "$thing" ]; then
+            command -v "$thing" >/dev/null || missing+=("${wish##*:}")
+        else
+            [ -e "$thing" ] || missing+=("${wish##*:}")
+        fi
     done
     [ ${#missing[@]} -eq 0 ] && return
     local as_root=()
@@ -30,33 +47,36 @@ need() {
     rm -f "$log"
 }
 
-need_basics() {
-    need g++ cmake ninja-build libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
-}
-
-# need_for PRESET: what a preset needs beyond the basics.
+# need_for PRESET: what building it needs.
 need_for() {
+    need g++:g++ cmake:cmake ninja:ninja-build /usr/include/gtest/gtest.h:libgtest-dev \
+        /usr/include/benchmark/benchmark.h:libbenchmark-dev /usr/include/CLI/CLI.hpp:libcli11-dev \
+        /usr/include/nlohmann/json.hpp:nlohmann-json3-dev
     case $1 in
-        clang) need clang ;;
-        libcxx) need clang googletest libc++-14-dev libc++abi-14-dev ;;
-        liblog) need android-liblog-dev ;;
-        arm64) need g++-aarch64-linux-gnu qemu-user googletest ;;
-        fuzz) need clang libclang-rt-14-dev ;;
+        clang) need clang++:clang ;;
+        libcxx) need clang++:clang /usr/src/googletest:googletest /usr/lib/llvm-14/lib/libc++.so:libc++-14-dev \
+            /usr/lib/llvm-14/lib/libc++abi.so:libc++abi-14-dev ;;
+        liblog) need /usr/include/android/android/log.h:android-liblog-dev ;;
+        arm64) need aarch64-linux-gnu-g++:g++-aarch64-linux-gnu qemu-aarch64:qemu-user /usr/src/googletest:googletest ;;
+        fuzz) need clang++:clang /usr/lib/llvm-14/lib/clang/14.0.6/lib/linux:libclang-rt-14-dev ;;
     esac
 }
 
 # build PRESET [TARGET...]: configures and builds; prints only what went wrong, and warnings.
 build() {
-    local preset=$1 log
+    local preset=$1 log notice
     shift
-    need_basics
     need_for "$preset"
     log=$(mktemp)
+    (sleep 2 && echo "Building ($preset) ..." >&2) &
+    notice=$!
     if ! (cd "$root" && cmake --preset "$preset" && cmake --build --preset "$preset" ${1:+--target "$@"}) >"$log" 2>&1; then
+        kill $notice 2>/dev/null || true
         cat "$log" >&2
         rm -f "$log"
         exit 1
     fi
+    kill $notice 2>/dev/null || true
     if grep -q 'warning:' "$log"; then
         grep -A 3 'warning:' "$log" >&2
     fi

@@ -8,6 +8,7 @@
 #include <vzrcam/PropertyStore.h>
 
 #include <climits>
+#include <iomanip>
 #include <regex>
 #include <sstream>
 
@@ -18,43 +19,21 @@ using NSCam::IMetadata;
 using NSCam::Metadata;
 
 TEST(Properties, NumbersAndWordsAsAndroidReadsThem) {
-    struct {
-        char const* text;
-        int bit;
-        long number;  // -7: the default
-    } const cases[] = {
-        {"1", 1, 1},
-        {"0", 0, 0},
-        {"true", 1, -7},
-        {"false", 0, -7},
-        {"y", 1, -7},
-        {"n", 0, -7},
-        {"yes", 1, -7},
-        {"no", 0, -7},
-        {"on", 1, -7},
-        {"off", 0, -7},
-        {"TRUE", 5, -7},
-        {"2", 5, 2},
-        {"", 5, -7},
-        {"-5", 5, -5},
-        {"0x30005", 5, 0x30005},
-        {"0X1f", 5, 31},
-        {"-0x10", 5, -16},
-        {"12 ", 5, -7},
-        {"1e3", 5, -7},
-        {"0x", 5, -7},
-        {"+3", 5, 3},
-        {"9223372036854775807", 5, LONG_MAX},
-        {"9223372036854775808", 5, -7},
-        {"-9223372036854775808", 5, LONG_MIN},
-    };
-    for (auto const& c : cases) {
-        Properties::set("test.value", c.text);
-        EXPECT_EQ(Properties::property_get_bool("test.value", 5), c.bit) << c.text;
-        EXPECT_EQ(Properties::property_get_int64("test.value", -7), c.number) << c.text;
-        bool const fitsInt = c.number >= INT_MIN && c.number <= INT_MAX;
-        EXPECT_EQ(Properties::property_get_int32("test.value", -7), fitsInt ? c.number : -7) << c.text;
+    // A text in quotes, what it is as a bool (5: the default) and as a number (-7: the default).
+    std::istringstream cases(R"("1" 1 1 "0" 0 0 "true" 1 -7 "false" 0 -7 "y" 1 -7 "n" 0 -7 "yes" 1 -7 "no" 0 -7
+        "on" 1 -7 "off" 0 -7 "TRUE" 5 -7 "2" 5 2 "" 5 -7 "-5" 5 -5 "0x30005" 5 196613 "0X1f" 5 31 "-0x10" 5 -16
+        "12 " 5 -7 "1e3" 5 -7 "0x" 5 -7 "+3" 5 3 "9223372036854775807" 5 9223372036854775807
+        "9223372036854775808" 5 -7 "-9223372036854775808" 5 -9223372036854775808)");
+    std::string text;
+    int bit = 0;
+    for (long number = 0; cases >> std::quoted(text) >> bit >> number;) {
+        Properties::set("test.value", text);
+        EXPECT_EQ(Properties::property_get_bool("test.value", 5), bit) << text;
+        EXPECT_EQ(Properties::property_get_int64("test.value", -7), number) << text;
+        bool const fitsInt = number >= INT_MIN && number <= INT_MAX;
+        EXPECT_EQ(Properties::property_get_int32("test.value", -7), fitsInt ? number : -7) << text;
     }
+    EXPECT_EQ(text, "-9223372036854775808");
     EXPECT_EQ(Properties::property_get_int64("test.unset", 42), 42);
     EXPECT_EQ(Properties::property_get_bool("test.unset", 1), 1);
 }
@@ -66,22 +45,16 @@ TEST(Properties, FilesOfEitherForm) {
     EXPECT_EQ(Properties::get("c.d"), "two words");
     EXPECT_EQ(Properties::get("e"), "f=g");
     EXPECT_EQ(Properties::get("h"), "");
-    struct {
-        char const* text;
-        char const* error;
-    } const bad[] = {
-        {"i=1\nno equals\n", "props:2: expected name=value, found 'no equals'"},
-        {"[i] [1]", "props:1: expected [name]: [value], found '[i] [1]'"},
-        {"=1", "props:1: '' is no property name"},
-        {"a b=1", "props:1: 'a b' is no property name"},
-    };
-    for (auto const& c : bad) {
-        std::istringstream lines(c.text);
+    for (std::string const text :
+         {"i=1\nno equals\n|props:2: expected name=value, found 'no equals'",
+          "[i] [1]|props:1: expected [name]: [value], found '[i] [1]'", "=1|props:1: '' is no property name",
+          "a b=1|props:1: 'a b' is no property name"}) {
+        std::istringstream lines(text.substr(0, text.find('|')));
         try {
             Properties::load(lines, "props");
-            ADD_FAILURE() << c.text;
+            ADD_FAILURE() << text;
         } catch (Properties::PropertyError const& error) {
-            EXPECT_STREQ(error.what(), c.error);
+            EXPECT_EQ(error.what(), text.substr(text.find('|') + 1));
         }
     }
     EXPECT_FALSE(Properties::get("i").has_value());  // a bad file sets nothing
@@ -117,18 +90,16 @@ TEST(Metadata, TypedEntriesByTag) {
 }
 
 TEST(Log, TheGateFollowsItsProperty) {
-    struct {
-        char const* level;
-        char const* open;
-    } const cases[] = {{"V", "VDIWEF"}, {"D", "DIWEF"}, {"i", "IWEF"}, {"WARN", "WEF"}, {"E", "EF"},
-                       {"F", "F"},      {"S", ""},      {"?", "IWEF"}, {"", "IWEF"}};
+    std::vector<std::pair<std::string, std::string>> const cases = {{"V", "VDIWEF"}, {"D", "DIWEF"}, {"i", "IWEF"},
+                                                                    {"WARN", "WEF"}, {"E", "EF"},    {"F", "F"},
+                                                                    {"S", ""},       {"?", "IWEF"},  {"", "IWEF"}};
     for (auto const& c : cases) {
-        Properties::set("log.tag.SampleSelector", c.level);
+        Properties::set("log.tag.SampleSelector", c.first);
         std::string open;
         for (char const level : std::string("VDIWEF")) {
             open += vzrcam_testLog("SampleSelector", level) != 0 ? std::string(1, level) : "";
         }
-        EXPECT_EQ(open, c.open) << c.level;
+        EXPECT_EQ(open, c.second) << c.first;
         EXPECT_EQ(vzrcam_testLog("SampleSelector", 'x'), 0);
         EXPECT_EQ(vzrcam_testLog("SampleSelector", -1), 0);
     }

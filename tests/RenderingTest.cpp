@@ -16,8 +16,7 @@ TEST(Rendering, PolicyShowsItsNamedBits) {
         {0x30005, "{ AFStable AESoftStable ZeroShutterDelay ContinuousFrame }"},
         {0x20005, "{ AFStable AESoftStable ContinuousFrame }"},
         {0xFEFFFFFF, "{ AFStable AEStable AESoftStable FrameSync ZeroShutterDelay ContinuousFrame }"},
-        {0x1000005, "{ ForcePending }"},
-    };
+        {0x1000005, "{ ForcePending }"}};
     for (auto const& c : cases) {
         EXPECT_EQ(NSCam::Sample::toString(c.policy), c.text);
     }

@@ -6,23 +6,27 @@
 //   land N, drop N, unlock N      the frame's result arrives; it leaves the history; the host unlocks it
 //   set N TAG VALUE [STREAM]      metadata of history frame N; VALUE - removes the tag
 //   null N STREAM                 the application metadata pointer of a stream of frame N is null
-//   meta TAG VALUE, meta null     the request's application metadata
-//   need app|hal ID               the request needs that stream as well
-//   carry N                       frame N carries all streams it has metadata of
-//   sensor ID MODE                the request needs that sensor in that mode; ID - clears the sensors
+//   meta TAG VALUE, nometa        the request's application metadata; it is null
+//   need app|hal ID               the request needs that stream beside the usual one; ID - : the usual one alone
+//   sensor ID MODE                the request needs that sensor in that mode; ID - : none
 //   shutter N, frames N, ev N     the request: shutter at frame N, number of frames, exposure compensation
-//   precollect N R                frame N is collected ahead for request R, in flight
+//   precollect N R                frame N is collected ahead for request R, in flight; R 0: none is
 //   key K                         requires a frame under index K as well
 //   request R [ELAPSED]           asks for request R, which has waited ELAPSED ms
 //   burst BASE IDX CNT [ELAPSED] [SELECTOR]
 //                                 asks for request IDX of the burst, and carries the operations out
-//   show all|usual|answers        of the log from here on: every line, what no rule covers (see below), or nothing
+//   show all|usual|select|answers of the log from here on: every line, what no rule covers (see below), the lines
+//   of
+//                                 select(), or nothing
 //
 // Left out of the files is what is checked by rule, for a line that differs stays as it is (fold):
+//   - the names of the default policy
+//   - "=> {}", the answer of a request that waits; not left out with show answers
+//   - "R1086 ts:860 ss(1,1,1) locked=0" of frame 86, and no pre-collected frames
 //   - the override, INFO and dump lines of select(), and "(operate at R...) " of the calling request
 //   - "[function] [log name] ", where the function is the strategy called; "multi " and "latest " stand for other
 //     strategies that it calls
-//   - a line like the one above it, which is counted: "(x2)"
+//   - a line like the one above it, which is counted: "(x2)"; lines of locks share one
 //   - how a frame was judged, where that is as usual: "fits" has sensor 0 in mode 1 and EV 0; "F86 F87 ok" also
 //   passed
 //     auto-focus and soft auto-exposure, "unchecked" came after the time-out, "F88 AF X" and "F88 EV X" say why not
@@ -74,12 +78,16 @@ void replace(std::string& text, std::string const& what, std::string const& by) 
     text = std::regex_replace(text, std::regex(what), by);
 }
 
-/// Frames with the same verdict, one after the other, share a line.
-std::string joined(std::string text) {
+void replaceAll(std::string& text, std::string const& what, std::string const& by) {
     for (std::string before; before != text;) {
         before = text;
-        replace(text, "((?:^|\n)F\\d[F\\d ]*) (ok|fits|unchecked)\n(F\\d[F\\d ]*) \\2\n", "$1 $3 $2\n");
+        replace(text, what, by);
     }
+}
+
+/// Frames with the same verdict, one after the other, share a line.
+std::string joined(std::string text) {
+    replaceAll(text, "((?:^|\n)F\\d[F\\d ]*) (ok|fits|unchecked)\n(F\\d[F\\d ]*) \\2\n", "$1 $3 $2\n");
     return text;
 }
 
@@ -98,118 +106,120 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
         return words >> given ? given : value;
     }
 
-    void setFrameTag(FrameNo frameNo) {
-        TagWord const& word = tagOf(next<std::string>());
-        auto const value = next<std::string>();
-        auto const stream = nextOr<StreamId>(word.isApp ? kApp : kHal);
-        setTag(word.isApp ? scene.app(frameNo, stream) : scene.hal(frameNo, stream), word, value);
+    Metadata& requestMeta() {
+        scene.need().inAppMeta = &scene.requestMeta;
+        return scene.requestMeta;
     }
 
-    void setRequestTag(std::string const& name) {
-        scene.need().inAppMeta = name == "null" ? nullptr : &scene.requestMeta;
-        if (name != "null") {
-            setTag(scene.requestMeta, tagOf(name), next<std::string>());
-        }
+    void setTagOf(std::function<Metadata&(TagWord const&, std::string const&)> const& metadataOf) {
+        TagWord const& word = tagOf(next<std::string>());
+        auto const value = next<std::string>();
+        setTag(metadataOf(word, nextOr<std::string>("")), word, value);
+    }
+
+    void setFrameTag(FrameNo frameNo) {
+        setTagOf([&](TagWord const& word, std::string const& stream) -> Metadata& {
+            StreamId const id = !stream.empty() ? std::stol(stream) : word.isApp ? kApp : kHal;
+            return word.isApp ? scene.app(frameNo, id) : scene.hal(frameNo, id);
+        });
     }
 
     void setSensor(std::string const& sensorId) {
         scene.need().reqSensorIds = &sensorIds;
-        if (sensorId == "-") {
-            sensorIds.clear();
-            scene.in.sensorModes.clear();
-        } else {
-            auto const id = static_cast<uint32_t>(std::stoul(sensorId));
-            sensorIds.insert(id);
-            scene.in.sensorModes[id] = next<uint32_t>();
+        sensorIds.clear();
+        scene.in.sensorModes.clear();
+        if (sensorId != "-") {
+            sensorIds.insert(static_cast<uint32_t>(std::stoul(sensorId)));
+            scene.in.sensorModes[*sensorIds.begin()] = next<uint32_t>();
         }
     }
 
-    void carryAll(ISelector::HistoryFrame& frame) {
-        for (auto const& entry : frame.appMetas) {
-            frame.streamSets.appMetas.insert(entry.first);
-        }
-        for (auto const& entry : frame.halMetas) {
-            frame.streamSets.halMetas.insert(entry.first);
+    void need(bool isApp) {
+        auto const id = next<std::string>();
+        auto& streams = isApp ? scene.need().needStreams.appMetas : scene.need().needStreams.halMetas;
+        streams = {isApp ? kApp : kHal};
+        if (id != "-") {
+            streams.insert(std::stol(id));
         }
     }
 
-    void ask() {
+    void ask(Scene const& asked) {
         auto const which = nextOr<size_t>(0);
         while (selectors.size() <= which) {
             createCustomSelector(selectors.emplace_back());
             log.take();
         }
         std::string const before = std::exchange(transcript, "");
-        select(scene, *selectors[which]);
-        if (shown == "answers") {
-            transcript = transcript.substr(transcript.rfind("=> "));
-        }
-        transcript = before + (shown == "usual" ? fold(transcript) : transcript);
+        select(asked, *selectors[which]);
+        transcript = before + show(transcript);
         scene.carryOut(last);
     }
 
-    void askBurst(RequestNo base) {
-        auto const idx = next<int32_t>();
-        auto const cnt = next<int32_t>();
-        scene.burst(base, idx, cnt, nextOr<int64_t>(0));
-        ask();
+    std::string show(std::string text) {
+        if (shown == "answers") {
+            return text.substr(text.rfind("=> "));
+        }
+        if (shown == "select") {
+            replace(text, "[DIWE] \\[(?!select|invokeADB).*\n", "");
+        } else if (shown == "frames") {
+            replace(text, "[DIWE] \\[(select|invokeADB|multi).*\n", "");
+        }
+        replace(text, "=> \\{\\}\n", "");
+        replace(text, "\\{ AFStable AESoftStable ZeroShutterDelay ContinuousFrame \\}", "default");
+        return shown == "usual" || shown == "frames" ? fold(text) : text;
     }
 
     void obey(std::string const& command) {
         auto& in = scene.in;
         auto const number = [&] { return next<uint32_t>(); };
+        auto const word = [&] { return next<std::string>(); };
+        auto const pair = [&](auto act) {
+            auto const first = number();
+            act(first, number());
+        };
         std::map<std::string, std::function<void()>> const actions{
-            {"history",
-             [&] {
-                 auto const first = number();
-                 scene.history(first, number());
-             }},
-            {"inflight",
-             [&] {
-                 auto const first = number();
-                 scene.inflight(first, number());
-             }},
+            {"history", [&] { pair([&](auto first, auto final) { scene.history(first, final); }); }},
+            {"inflight", [&] { pair([&](auto first, auto final) { scene.inflight(first, final); }); }},
             {"land", [&] { scene.land(number()); }},
             {"drop", [&] { in.history.erase(number()); }},
             {"unlock", [&] { scene.frame(number()).locked = false; }},
             {"set", [&] { setFrameTag(number()); }},
-            {"null",
-             [&] {
-                 auto const frameNo = number();
-                 scene.frame(frameNo).appMetas[number()] = nullptr;
-             }},
-            {"meta", [&] { setRequestTag(next<std::string>()); }},
-            {"need",
-             [&] {
-                 auto& need = scene.need().needStreams;
-                 (next<std::string>() == "app" ? need.appMetas : need.halMetas).insert(next<StreamId>());
-             }},
-            {"carry", [&] { carryAll(scene.frame(number())); }},
-            {"sensor", [&] { setSensor(next<std::string>()); }},
+            {"null", [&] { pair([&](auto frame, auto id) { scene.frame(frame).appMetas[id] = nullptr; }); }},
+            {"meta", [&] { setTagOf([&](auto&, auto&) -> Metadata& { return requestMeta(); }); }},
+            {"nometa", [&] { scene.need().inAppMeta = nullptr; }},
+            {"need", [&] { need(word() == "app"); }},
+            {"sensor", [&] { setSensor(word()); }},
             {"shutter", [&] { scene.shutterAt(number()); }},
             {"frames", [&] { scene.frames(next<int32_t>()); }},
             {"ev", [&] { in.targetEv = next<int32_t>(); }},
-            {"precollect",
-             [&] {
-                 auto const frameNo = number();
-                 in.preCollects[frameNo] = {number(), ISelector::PreCollectStatus::Inflight};
-             }},
+            {"precollect", [&] { pair([&](auto frame, auto request) { preCollect(frame, request); }); }},
             {"key", [&] { in.requiredFrames[next<int32_t>()] = {}; }},
-            {"request",
-             [&] {
-                 auto const requestNo = number();
-                 scene.request(requestNo, nextOr<int64_t>(0));
-                 ask();
-             }},
+            {"request", [&] { askFor(number()); }},
             {"burst", [&] { askBurst(number()); }},
-            {"show", [&] { shown = next<std::string>(); }},
+            {"show", [&] { shown = word(); }},
         };
         if (command == "hint" || command == "policy" || command == "timeout") {
-            force(command.c_str(), forced[command] = next<std::string>());
+            force(command.c_str(), forced[command] = word());
             return;
         }
         ASSERT_EQ(actions.count(command), 1U) << "unknown command " << command;
         actions.at(command)();
+    }
+
+    void preCollect(FrameNo frameNo, RequestNo requestNo) {
+        if (requestNo == 0) {
+            scene.in.preCollects.clear();
+        } else {
+            scene.in.preCollects[frameNo] = {requestNo, ISelector::PreCollectStatus::Inflight};
+        }
+    }
+
+    void askFor(RequestNo requestNo) { ask(scene.request(requestNo, nextOr<int64_t>(0))); }
+
+    void askBurst(RequestNo base) {
+        auto const idx = next<int32_t>();
+        auto const cnt = next<int32_t>();
+        ask(scene.burst(base, idx, cnt, nextOr<int64_t>(0)));
     }
 
     /// Leaves out of a call's log what is as the rules above say.
@@ -265,7 +275,10 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
                 "$3 EV X: $1, not $2\n");
         replace(text, "(D multi select #(\\d+)/(\\d+) hfs)\nD multi PENDING: sel\\(#\\2\\) < zf\\(#\\3\\)\n",
                 "$1, PENDING\n");
+        replace(text, "hf\\[(F(\\d\\d)) R10\\2 ts:\\2(?:0) ss\\(1,1,1\\) locked=0\\]", "$1");
+        replace(text, "D .* curPreCollects\\(#0\\)=\\{\\}\n", "");
         text = "\n" + text;
+        replaceAll(text, "(\nD (UN|)LOCK: .*)\nD \\2LOCK: ((?:R\\d+ \\[)?hF\\d+)(\\]| for .*|)(?=\n)", "$1, $3$4");
         replace(text, "(\n[DIWE] .*)\\1\\1(?=\n)", "$1 (x3)");
         replace(text, "(\n[DIWE] .*)\\1(?=\n)", "$1 (x2)");
         text.erase(0, 1);

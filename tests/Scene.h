@@ -98,8 +98,14 @@ class Scene {
     ISelector::HistoryFrame& frame(FrameNo frameNo) { return in.history.at(frameNo); }
 
     /// The frame's metadata in a stream, to be changed; a stream that is new becomes part of the frame.
-    Metadata& app(FrameNo frameNo, StreamId id = kApp) { return meta(frame(frameNo).appMetas, id); }
-    Metadata& hal(FrameNo frameNo, StreamId id = kHal) { return meta(frame(frameNo).halMetas, id); }
+    Metadata& app(FrameNo frameNo, StreamId id = kApp) {
+        frame(frameNo).streamSets.appMetas.insert(id);
+        return meta(frame(frameNo).appMetas, id);
+    }
+    Metadata& hal(FrameNo frameNo, StreamId id = kHal) {
+        frame(frameNo).streamSets.halMetas.insert(id);
+        return meta(frame(frameNo).halMetas, id);
+    }
 
     /// Carries out the answer's frame operations.
     Scene& carryOut(ISelector::SelectOutputParams const& out) {
@@ -118,7 +124,7 @@ class Scene {
         hf.frameNo = frameNo;
         hf.requestNo = frameNo + 1000;
         hf.timestamp = 10 * int64_t{frameNo};
-        hf.streamSets = {{kImage}, {kHal}, {kApp}};
+        hf.streamSets.halImages = {kImage};
         Metadata& appMeta = app(frameNo);
         appMeta.set(kEv, int32_t{0});
         appMeta.set(kAfMode, uint8_t{4});
@@ -195,7 +201,7 @@ class SelectorTest : public testing::Test {
   protected:
     SelectorTest();
 
-    /// One call of selector 0, its answer in short form; the input must come out unchanged.
+    /// One call of selector 0, its answer in short form.
     std::string select(Scene const& scene) { return select(scene, *selector); }
     std::string select(Scene const& scene, ISelector& which);
 

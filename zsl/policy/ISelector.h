@@ -1,9 +1,12 @@
 // The contract between the host camera stack and the frame selector: the records that cross the boundary,
-// the interface the host calls, and the policy bits.
+// the interface the host calls, and the policy bits. What a host has to keep to is told in docs/host.md.
 //
 // Ownership: the host owns every record. Pointers inside a record (metadata, sensor-id sets) are borrowed for
 // the duration of one select() call; the selector never frees or keeps them.
 // Clocks: HistoryFrame::timestamp and SelectInputParams::zsdTs share one clock and unit, which is the host's.
+// Defaults: policy AFStable | AESoftStable | ZeroShutterDelay | ContinuousFrame (0x30005), time-out 1000 ms, the
+// continuous selection. Policy, time-out and strategy are set by system properties alone, not through this
+// interface.
 #pragma once
 
 #include <cstddef>
@@ -74,7 +77,9 @@ class ISelector {
 
     /// What one of the request's frames requires.
     struct ZslFrameInfo {
-        StreamSets needStreams;                ///< streams a history frame must carry
+        /// Streams a history frame must carry, by its streamSets. The metadata of a needed stream is checked where
+        /// the frame's appMetas or halMetas have it: a stream that streamSets alone names is not checked.
+        StreamSets needStreams;
         IMetadata const* inAppMeta = nullptr;  ///< the request's application metadata; may be null
         uint64_t hostWord0 = 0;                ///< the host's; never read here
         uint64_t hostWord1 = 0;                ///< the host's; never read here
@@ -85,7 +90,9 @@ class ISelector {
     /// One attempt to serve a capture request.
     struct SelectInputParams {
         RequestNo requestNo = 0;
-        int64_t elapsedMs = 0;                           ///< how long the request has waited, ms
+        /// How long the request has waited, ms. From the time-out on the request gets the OLDEST history frames
+        /// with the needed streams, sensor modes and exposure compensation, without a check of their quality.
+        int64_t elapsedMs = 0;
         int64_t zsdTs = 0;                               ///< the shutter moment
         std::map<int32_t, ZslFrameInfo> requiredFrames;  ///< by frame index; its size is the number to select
         std::map<FrameNo, PreCollectSelectInfo> preCollects;
@@ -93,7 +100,9 @@ class ISelector {
         int32_t targetEv = 0;                                ///< exposure compensation the frames must carry
         int32_t ispHidlFrameIdx = -1;                        ///< place in a reprocess burst; -1: no burst
         int32_t ispHidlFrameCnt = -1;                        ///< requests in that burst; -1: no burst
-        std::map<FrameNo, HistoryFrame> history;             ///< key = frameNo; timestamps ascend with it
+        /// By frameNo, and the key must equal it: the continuous selection answers with keys, the bursts of newest
+        /// frames with frameNo. Timestamps ascend with the key.
+        std::map<FrameNo, HistoryFrame> history;
         std::map<FrameNo, InflightFrame> inflight;
     };
 
@@ -121,8 +130,10 @@ class ISelector {
     virtual char const* getName() const = 0;
 
     /// Answers which frames serve the request, which to lock or unlock, or (by a missing entry) that it must
-    /// wait and be presented again with a larger elapsedMs. Never throws; the reasons are in the Android log.
-    /// With empty requiredFrames the answer is empty.
+    /// wait and be presented again with a larger elapsedMs. Pending requests may be presented in any order. The
+    /// host ends the lock of a frame when it takes the frame for the request it was served to; no Unlock says so.
+    /// Throws nothing but std::bad_alloc, after which the selector is as it was before the call. The reasons for an
+    /// answer are in the Android log. With empty requiredFrames the answer is empty.
     virtual SelectOutputParams select(SelectInputParams const& in) = 0;
 };
 
