@@ -81,35 +81,23 @@ bool isStable(ISelector::HistoryFrame const& frame, ISelector::ZslFrameInfo cons
     return true;
 }
 
-using HistoryIterator = std::map<FrameNo, ISelector::HistoryFrame>::const_iterator;
-
-HistoryIterator searchByTimestamp(ISelector::SelectInputParams const& in) {
-    return std::lower_bound(
-        in.history.begin(), in.history.end(), in.zsdTs,
-        [](auto const& entry, int64_t timestamp) { return entry.second.timestamp < timestamp; });
-}
-
-HistoryIterator searchByNumber(ISelector::SelectInputParams const& in) {
-    FrameNo low = in.history.begin()->first;
-    FrameNo high = in.history.rbegin()->first + 1;
-    while (low < high) {
-        FrameNo const middle = low + (high - low) / 2;
-        if (in.history.find(middle)->second.timestamp < in.zsdTs) {
-            low = middle + 1;
-        } else {
-            high = middle;
-        }
+/// The first frame at or after the shutter, looked for from the newest one: the shutter mostly is a few frames
+/// back.
+std::map<FrameNo, ISelector::HistoryFrame>::const_iterator shutterFrame(ISelector::SelectInputParams const& in) {
+    auto frame = in.history.end();
+    while (frame != in.history.begin() && std::prev(frame)->second.timestamp >= in.zsdTs) {
+        --frame;
     }
-    return in.history.find(low);
+    return frame;
 }
 
 }  // namespace
 
-ISelector::SelectOutputParams floorContinuous(ISelector::SelectInputParams const& in, bool hasNoGap) {
+ISelector::SelectOutputParams floorContinuous(ISelector::SelectInputParams const& in) {
     ISelector::SelectOutputParams out;
     auto const& need = in.requiredFrames.begin()->second;
     size_t const count = in.requiredFrames.size();
-    auto frame = hasNoGap ? searchByNumber(in) : searchByTimestamp(in);
+    auto frame = shutterFrame(in);
     if (frame == in.history.end()) {
         return out;
     }

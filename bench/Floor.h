@@ -13,9 +13,8 @@ using NSCam::ZslPolicy::FrameNo;
 using NSCam::ZslPolicy::ISelector;
 using NSCam::ZslPolicy::RequestNo;
 
-/// The default policy's selection around the shutter, as many frames as the request requires. The shutter frame
-/// is found by std::lower_bound; with `hasNoGap`, in a history of consecutive frame numbers, by its number.
-ISelector::SelectOutputParams floorContinuous(ISelector::SelectInputParams const& in, bool hasNoGap = false);
+/// The default policy's selection around the shutter, as many frames as the request requires.
+ISelector::SelectOutputParams floorContinuous(ISelector::SelectInputParams const& in);
 
 /// One call of a burst whose unserved requests wait for `waiting` (oldest first): serves the first one when
 /// `isTurn` and its frame is in the history, and locks the others. With `isVerified` every frame is judged

@@ -7,10 +7,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <deque>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "CountingNew.h"
 #include "Floor.h"
@@ -98,10 +98,10 @@ void check(bool condition, benchmark::State& state, char const* what) {
     }
 }
 
-void continuous(benchmark::State& state, Gates gates) {
+void continuous(benchmark::State& state, int32_t frames, Gates gates) {
     setGates(gates);
     Host host(state.range(0));
-    host.require(3);
+    host.require(frames);
     auto const selector = makeSelector(0);
     auto const isSame = [](auto const& left, auto const& right) {
         return left.first == right.first && left.second.frameNo == right.second.frameNo;
@@ -113,10 +113,10 @@ void continuous(benchmark::State& state, Gates gates) {
     measure(state, [&] { return selector->select(host.in); });
 }
 
-void continuousFloor(benchmark::State& state, bool hasNoGap) {
+void continuousFloor(benchmark::State& state, int32_t frames) {
     Host host(state.range(0));
-    host.require(3);
-    measure(state, [&] { return floorContinuous(host.in, hasNoGap); });
+    host.require(frames);
+    measure(state, [&] { return floorContinuous(host.in); });
 }
 
 /// The frames of the burst's requests, the newest of the history.
@@ -263,56 +263,55 @@ void refusedLine(benchmark::State& state) {
     }
 }
 
-void addAll() {
-    auto const overDepths = [](benchmark::internal::Benchmark* bench) {
-        bench->ArgName("depth")->Arg(8)->Arg(32)->Arg(128)->Arg(512);
-        return bench;
+void addAll(bool areBursts) {
+    auto const add = [](std::string const& name, auto function) {
+        auto* const bench = benchmark::RegisterBenchmark(name.c_str(), function);
+        return bench->ArgName("depth")->Arg(8)->Arg(30)->Arg(128)->Arg(512);
     };
-    struct {
-        Gates gates;
-        char const* name;
-    } const modes[] = {{kClosed, "closed"}, {kOpen, "open"}};
-    for (auto const& mode : modes) {
-        Gates const gates = mode.gates;
-        auto const add = [&](std::string const& what, auto function) {
-            return overDepths(benchmark::RegisterBenchmark((what + "/" + mode.name).c_str(), function));
-        };
-        add("hint0/selects", [=](benchmark::State& s) { continuous(s, gates); });
-        for (int const hint : {1, 2, 3}) {
-            std::string const name = "hint" + std::to_string(hint);
-            add(name + "/waits", [=](benchmark::State& s) { waits(s, hint, gates); });
-            add(name + "/refused", [=](benchmark::State& s) { refused(s, hint, gates); });
-            add(name + "/serves", [=](benchmark::State& s) { serves(s, hint, gates); })->UseManualTime();
+    if (!areBursts) {
+        for (int32_t const frames : {1, 3}) {
+            std::string const name = "hint0/" + std::to_string(frames) + (frames == 1 ? " frame/" : " frames/");
+            add(name + "closed", [=](benchmark::State& s) { continuous(s, frames, kClosed); });
+            add(name + "open", [=](benchmark::State& s) { continuous(s, frames, kOpen); });
+            add(name + "floor", [=](benchmark::State& s) { continuousFloor(s, frames); });
         }
-        add("hint4/hdrWaits", [=](benchmark::State& s) { hdrWaits(s, gates); });
+        benchmark::RegisterBenchmark("log/refusedLine", refusedLine);
+        return;
     }
-    auto const addFloor = [&](std::string const& what, auto function) {
-        overDepths(benchmark::RegisterBenchmark((what + "/floor").c_str(), function));
-    };
-    addFloor("hint0/selects", [](benchmark::State& s) { continuousFloor(s, false); });
-    addFloor("hint0/selects/noGap", [](benchmark::State& s) { continuousFloor(s, true); });
     for (int const hint : {1, 2, 3}) {
-        bool const isVerified = hint == 2;
         std::string const name = "hint" + std::to_string(hint);
-        addFloor(name + "/waits", [=](benchmark::State& s) { waitsFloor(s, hint); });
-        addFloor(name + "/refused", [=](benchmark::State& s) { refusedFloor(s, isVerified); });
-        addFloor(name + "/serves", [=](benchmark::State& s) { servesFloor(s, isVerified); });
+        for (Gates const gates : {kClosed, kOpen}) {
+            std::string const mode = gates == kClosed ? "/closed" : "/open";
+            add(name + "/waits" + mode, [=](benchmark::State& s) { waits(s, hint, gates); });
+            add(name + "/refused" + mode, [=](benchmark::State& s) { refused(s, hint, gates); });
+            add(name + "/serves" + mode, [=](benchmark::State& s) { serves(s, hint, gates); })->UseManualTime();
+        }
+        bool const isVerified = hint == 2;
+        add(name + "/waits/floor", [=](benchmark::State& s) { waitsFloor(s, hint); });
+        add(name + "/refused/floor", [=](benchmark::State& s) { refusedFloor(s, isVerified); });
+        add(name + "/serves/floor", [=](benchmark::State& s) { servesFloor(s, isVerified); });
     }
-    addFloor("hint4/hdrWaits", hdrWaitsFloor);
-    benchmark::RegisterBenchmark("log/refusedLine", refusedLine);
+    add("hint4/hdrWaits/closed", [](benchmark::State& s) { hdrWaits(s, kClosed); });
+    add("hint4/hdrWaits/open", [](benchmark::State& s) { hdrWaits(s, kOpen); });
+    add("hint4/hdrWaits/floor", hdrWaitsFloor);
 }
 
 }  // namespace
 }  // namespace ZslBench
 
+// zsl-bench [--bursts] [BENCHMARK_OPTION...]: hint 0 with the debug switch off, as in a product; with --bursts
+// hints 1 to 4, which need the switch, and with it every call reads three properties. It is read once in a process.
 int main(int argc, char** argv) {
+    auto* const end = std::remove(argv, argv + argc, std::string_view("--bursts"));
+    bool const areBursts = end != argv + argc;
+    argc = static_cast<int>(end - argv);
     benchmark::Initialize(&argc, argv);
-    NSCam::Utils::Log::setSink([](int, char const*, std::string const&) {});
-    // Hints other than 0 need the runtime switch, and with it every call reads three properties.
-    if (std::getenv("ZSL_BENCH_SWITCH_OFF") == nullptr) {
-        NSCam::Utils::Properties::set("vendor.debug.camera.zsl.runtime.adb", "1");
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 2;
     }
-    ZslBench::addAll();
+    NSCam::Utils::Log::setSink([](int, char const*, std::string const&) {});
+    NSCam::Utils::Properties::set("vendor.debug.camera.zsl.runtime.adb", areBursts ? "1" : "0");
+    ZslBench::addAll(areBursts);
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

@@ -4,7 +4,7 @@ allocations a call."""
 import json
 import sys
 
-DEPTHS = ["8", "32", "128", "512"]
+DEPTHS = ["8", "30", "128", "512"]
 
 
 def load(paths):
@@ -12,15 +12,21 @@ def load(paths):
     results, line, context = {}, None, {}
     for path in paths:
         with open(path) as file:
-            document = json.load(file)
+            text = file.read()
+        if not text.strip():
+            continue  # the filter left nothing of this part
+        document = json.loads(text)
         context = document["context"]
         for run in document["benchmarks"]:
             if "error_message" in run:
                 sys.exit(f"{run['name']}: {run['error_message']}")
-            if run["name"] == "log/refusedLine":
+            if run["aggregate_name"] != "median":
+                continue
+            name = run["run_name"].split("/repeats:")[0]
+            if name == "log/refusedLine":
                 line = run["real_time"]
                 continue
-            parts = run["name"].removesuffix("/manual_time").split("/")
+            parts = name.removesuffix("/manual_time").split("/")
             depth = parts.pop().removeprefix("depth:")
             results.setdefault(("/".join(parts[:-1]), parts[-1]), {})[depth] = (run["real_time"], run["allocs"])
     return results, line, context
@@ -36,9 +42,9 @@ def main():
     head = " | ".join(f"depth {depth}" for depth in DEPTHS)
     print(f"Time as a multiple of the floor, gates closed:\n\n| call | {head} |\n|---|" + "---|" * len(DEPTHS))
     for (what, mode), values in results.items():
-        floor = results.get((what.removesuffix("/noGap"), "closed")) if mode == "floor" else None
-        if floor:
-            ratio = {depth: floor[depth][0] / values[depth][0] for depth in values if depth in floor}
+        closed = results.get((what, "closed")) if mode == "floor" else None
+        if closed:
+            ratio = {depth: closed[depth][0] / values[depth][0] for depth in values if depth in closed}
             print(f"| {what} | " + cells(ratio, lambda value: f"{value:.2f}") + " |")
     print(f"\nns a call (allocations a call):\n\n| call | {head} |\n|---|" + "---|" * len(DEPTHS))
     for (what, mode), values in sorted(results.items()):
