@@ -65,12 +65,27 @@ TEST_F(FrameQuality, TheEvOfNullMetadataIsReported) {
     EXPECT_EQ(log.count("E [tryGetEVSetting] cannot find input app meta (tryGetEVSetting){#"), 1U);
 }
 
-TEST_F(FrameQuality, EveryNeededStreamSetCounts) {
+/// All subsets of four streams against all others, in each of the three sets.
+TEST_F(FrameQuality, EveryNeededStreamCounts) {
+    NSCam::Utils::Properties::set("log.tag.SampleSelector", "S");
+    auto const subset = [](unsigned bits) {
+        std::set<StreamId> streams;
+        for (unsigned id = 0; id < 4; ++id) {
+            if ((bits >> id & 1) != 0) {
+                streams.insert(StreamId{id} - 1);
+            }
+        }
+        return streams;
+    };
     for (auto set : {&NSCam::ZslPolicy::StreamSets::halImages, &NSCam::ZslPolicy::StreamSets::halMetas,
                      &NSCam::ZslPolicy::StreamSets::appMetas}) {
-        Scene without;
-        without.history(1, 1).frame(1).streamSets.*set = {};
-        EXPECT_FALSE(isQualify(without.frame(1), without.need().needStreams, 0, false, {}, 0));
+        for (unsigned bits = 0; bits < 256; ++bits) {
+            ISelector::HistoryFrame frame;
+            NSCam::ZslPolicy::StreamSets needed;
+            frame.streamSets.*set = subset(bits % 16);
+            needed.*set = subset(bits / 16);
+            EXPECT_EQ(isQualify(frame, needed, 0, false, {}, 0), (bits / 16 & ~(bits % 16)) == 0) << bits;
+        }
     }
 }
 

@@ -12,7 +12,9 @@ size_t LogCapture::count(std::string const& text) const {
 }
 
 SelectorTest::SelectorTest() {
+    Properties::clear();
     Properties::set("vendor.debug.camera.zsl.runtime.adb", "1");
+    Properties::set("log.tag.SampleSelector", "V");
     force("hint", "-1");
     force("policy", "-1");
     force("timeout", "-1");

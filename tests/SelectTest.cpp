@@ -38,6 +38,7 @@ TEST_F(Dispatch, LogLevelAndGate) {
 
 TEST_F(Dispatch, ReplacingASelectorReleasesTheOldOne) {
     createCustomSelector(selector);
+    EXPECT_EQ(log.count(", mLogLevel(1)"), 1U);
     EXPECT_EQ(log.count("dtor("), 1U);
     auto const other = selector;
     createCustomSelector(selector);

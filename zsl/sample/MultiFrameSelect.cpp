@@ -46,9 +46,6 @@ using RequiredFrames = std::map<int32_t, ISelector::ZslFrameInfo>;
 
 /// How many frames are to be selected: one for each key of `frames` and each index from 1 to `burstCnt` - 1.
 size_t countKeys(RequiredFrames const& frames, int32_t burstCnt) {
-    if (burstCnt <= 1) {
-        return frames.size();
-    }
     auto const inBoth = std::distance(frames.lower_bound(1), frames.lower_bound(burstCnt));
     return frames.size() + static_cast<size_t>(burstCnt - 1) - static_cast<size_t>(inBoth);
 }
@@ -56,21 +53,21 @@ size_t countKeys(RequiredFrames const& frames, int32_t burstCnt) {
 /// Visits these keys in ascending order until `visit(key)` is false.
 template <typename Visit>
 void eachKey(RequiredFrames const& frames, int32_t burstCnt, Visit visit) {
-    int32_t index = 1;
+    int64_t index = 1;
     for (auto const& entry : frames) {
         for (; index < burstCnt && index < entry.first; ++index) {
-            if (!visit(index)) {
+            if (!visit(static_cast<int32_t>(index))) {
                 return;
             }
         }
         if (!visit(entry.first)) {
             return;
         }
-        if (index < burstCnt && index == entry.first) {
+        if (index == entry.first) {
             ++index;
         }
     }
-    while (index < burstCnt && visit(index)) {
+    while (index < burstCnt && visit(static_cast<int32_t>(index))) {
         ++index;
     }
 }

@@ -220,22 +220,18 @@ bool isRequiredEV(ISelector::HistoryFrame const& hf, StreamSets const& needStrea
 }
 
 bool includesAll(std::set<StreamId> const& carried, std::set<StreamId> const& needed) {
-    // As many steps as there are streams: the one to end() would climb the whole tree.
-    if (needed.size() > carried.size()) {
-        return false;
-    }
+    // Both are walked by count: the step to end() would climb the whole tree.
+    size_t left = carried.size();
     auto have = carried.begin();
-    auto want = needed.begin();
-    size_t spare = carried.size() - needed.size();  // streams that nobody needs
-    for (size_t left = needed.size(); left > 0;) {
-        if (*have == *want) {
-            if (--left > 0) {
-                ++have;
-                ++want;
-            }
-        } else if (*have > *want || spare-- == 0) {
+    size_t wanted = needed.size();
+    for (auto want = needed.begin(); wanted > 0; --left) {
+        if (left < wanted) {
             return false;
-        } else {
+        }
+        if (*have == *want && --wanted > 0) {
+            ++want;
+        }
+        if (left > 1) {
             ++have;
         }
     }
@@ -356,7 +352,7 @@ bool tryGetPreCollectHint(IMetadata const* appMeta) {
                  __LINE__, kUtilsPath);
         return false;
     }
-    return read<int32_t>(appMeta, Tag::kPreCollectHint).value_or(-1) > 0;
+    return read<int32_t>(appMeta, Tag::kPreCollectHint).value_or(0) > 0;
 }
 
 std::optional<int32_t> tryGetEVSetting(IMetadata const* appMeta) {
