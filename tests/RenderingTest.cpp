@@ -45,13 +45,3 @@ TEST(Rendering, PreCollectsNameEveryStatus) {
               "[120]=R58 Status=Register [121]=R58 Status=Inflight [122]=R58 Status=Ready "
               "[123]=R58 Status=Select [124]=R58 Status=Timeout [127]=R58 Status=Not Defined ");
 }
-
-TEST(Rendering, SensorModesInTheMapsOrder) {
-    std::unordered_map<unsigned, unsigned> const modes{{0, 1}, {2, 0xFFFFFFFF}};
-    std::string expected;
-    for (auto const& [id, mode] : modes) {
-        expected += "[" + std::to_string(id) + "]" + std::to_string(mode) + " ";
-    }
-    EXPECT_EQ(toString(modes), expected);
-    EXPECT_EQ(toString(std::unordered_map<unsigned, unsigned>{}), "");
-}

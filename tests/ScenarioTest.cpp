@@ -1,35 +1,28 @@
-// Scenarios told in files: what the host holds, what it asks, what the selector logs and answers. A line that
-// begins with "> " is a row of commands, with ';' between them; the lines below it are what they brought about:
+// Scenarios told in files. A line that begins with "> " is a row of commands; below it stands what they brought
+// about:
 //
 //   hint | policy | timeout N     forces it; -1 clears the force
 //   history A B, inflight A B     frames A to B are in the history, or in flight
 //   land N, drop N, unlock N      the frame's result arrives; it leaves the history; the host unlocks it
 //   set N TAG VALUE [STREAM]      metadata of history frame N; VALUE - removes the tag
-//   null N STREAM                 the application metadata pointer of a stream of frame N is null
+//   null N STREAM                 a null application metadata pointer
 //   meta TAG VALUE, nometa        the request's application metadata; it is null
-//   need app|hal ID               the request needs that stream beside the usual one; ID - : the usual one alone
+//   need app|hal ID               the request needs that stream, too; ID - : the usual one alone
 //   sensor ID MODE                the request needs that sensor in that mode; ID - : none
-//   shutter N, frames N, ev N     the request: shutter at frame N, number of frames, exposure compensation
-//   precollect N R                frame N is collected ahead for request R, in flight; R 0: none is
+//   shutter N, frames N, ev N     shutter at frame N, number of frames, exposure compensation
+//   precollect N R                frame N is collected ahead for request R; R 0: none is
 //   key K                         requires a frame under index K as well
 //   request R [ELAPSED]           asks for request R, which has waited ELAPSED ms
-//   burst BASE IDX CNT [ELAPSED] [SELECTOR]
-//                                 asks for request IDX of the burst, and carries the operations out
-//   show all|usual|select|answers of the log from here on: every line, what no rule covers (see below), the lines
-//   of
-//                                 select(), or nothing
+//   burst BASE IDX CNT [ELAPSED] [SELECTOR]   asks for a request of a burst, and carries the operations out
+//   show all|usual|select|frames|answers      of the log: all, what no rule covers, select()'s, single frames',
+//   nothing
 //
-// Left out of the files is what is checked by rule, for a line that differs stays as it is (fold):
-//   - the names of the default policy
-//   - "=> {}", the answer of a request that waits; not left out with show answers
-//   - "R1086 ts:860 ss(1,1,1) locked=0" of frame 86, and no pre-collected frames
-//   - the override, INFO and dump lines of select(), and "(operate at R...) " of the calling request
-//   - "[function] [log name] ", where the function is the strategy called; "multi " and "latest " stand for other
-//     strategies that it calls
-//   - a line like the one above it, which is counted: "(x2)"; lines of locks share one
-//   - how a frame was judged, where that is as usual: "fits" has sensor 0 in mode 1 and EV 0; "F86 F87 ok" also
-//   passed
-//     auto-focus and soft auto-exposure, "unchecked" came after the time-out, "F88 AF X" and "F88 EV X" say why not
+// Left out is what is as usual; a line that differs stays: override, INFO and dump lines; "[function] [log name] "
+// of the strategy called ("multi " and "latest " for those it calls); "(operate at R...)" of the calling request;
+// the default policy's names; "R1086 ts:860 ss(1,1,1) locked=0" of frame 86; empty answers and pre-collects; source
+// folders. Equal lines are counted, locks share a line, and so do frames: "fits" has sensor 0 in mode 1 and EV 0,
+// "ok" passed auto-focus and soft auto-exposure, "unchecked" came after the time-out, "AF X" and "EV X" say why
+// not.
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -37,41 +30,18 @@
 #include <sstream>
 
 #include "Scene.h"
+#include "TagTable.h"
 
 namespace ZslTest {
 namespace {
 
-struct TagWord {
-    char const* name;
-    uint32_t tag;
-    bool isApp;
-    int bytes;
-};
-
-constexpr TagWord kTagWords[] = {
-    {"ev", kEv, true, 4},           {"afMode", kAfMode, true, 1},      {"afState", kAfState, true, 1},
-    {"lens", kLensState, true, 1},  {"aeState", kAeState, true, 1},    {"hint", kHint, true, 4},
-    {"softAe", kSoftAe, false, 4},  {"sensorId", kSensorId, false, 4}, {"sensorMode", kSensorMode, false, 4},
-    {"sync", kFrameSync, false, 8},
-};
-
-TagWord const& tagOf(std::string const& name) {
-    auto const* const word = std::find_if(std::begin(kTagWords), std::end(kTagWords),
-                                          [&](TagWord const& entry) { return entry.name == name; });
-    EXPECT_NE(word, std::end(kTagWords)) << name;
-    return *word;
-}
-
-void setTag(Metadata& metadata, TagWord const& word, std::string const& value) {
-    if (value == "-") {
-        metadata.erase(word.tag);
-    } else if (word.bytes == 1) {
-        metadata.set(word.tag, static_cast<uint8_t>(std::stoi(value)));
-    } else if (word.bytes == 4) {
-        metadata.set(word.tag, static_cast<int32_t>(std::stoi(value)));
-    } else {
-        metadata.set(word.tag, static_cast<int64_t>(std::stoll(value)));
-    }
+uint32_t tagOf(std::string const& name) {
+    static std::map<std::string, uint32_t> const kTags{
+        {"ev", kEv},           {"afMode", kAfMode}, {"afState", kAfState},   {"lens", kLensState},
+        {"aeState", kAeState}, {"hint", kHint},     {"sensorId", kSensorId}, {"sensorMode", kSensorMode},
+        {"softAe", kSoftAe},   {"sync", kFrameSync}};
+    EXPECT_EQ(kTags.count(name), 1U) << name;
+    return kTags.at(name);
 }
 
 void replace(std::string& text, std::string const& what, std::string const& by) {
@@ -111,16 +81,21 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
         return scene.requestMeta;
     }
 
-    void setTagOf(std::function<Metadata&(TagWord const&, std::string const&)> const& metadataOf) {
-        TagWord const& word = tagOf(next<std::string>());
+    void setTagOf(std::function<Metadata&(bool isApp, std::string const& stream)> const& metadataOf) {
+        uint32_t const tag = tagOf(next<std::string>());
         auto const value = next<std::string>();
-        setTag(metadataOf(word, nextOr<std::string>("")), word, value);
+        Metadata& metadata = metadataOf(tag < kSensorId, nextOr<std::string>(""));
+        if (value == "-") {
+            metadata.erase(tag);
+        } else {
+            metadata.set(tag, *Replay::toItems(Replay::findTag(std::to_string(tag))->type, {std::stol(value)}));
+        }
     }
 
     void setFrameTag(FrameNo frameNo) {
-        setTagOf([&](TagWord const& word, std::string const& stream) -> Metadata& {
-            StreamId const id = !stream.empty() ? std::stol(stream) : word.isApp ? kApp : kHal;
-            return word.isApp ? scene.app(frameNo, id) : scene.hal(frameNo, id);
+        setTagOf([&](bool isApp, std::string const& stream) -> Metadata& {
+            StreamId const id = !stream.empty() ? std::stol(stream) : isApp ? kApp : kHal;
+            return isApp ? scene.app(frameNo, id) : scene.hal(frameNo, id);
         });
     }
 
@@ -185,7 +160,7 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
             {"unlock", [&] { scene.frame(number()).locked = false; }},
             {"set", [&] { setFrameTag(number()); }},
             {"null", [&] { pair([&](auto frame, auto id) { scene.frame(frame).appMetas[id] = nullptr; }); }},
-            {"meta", [&] { setTagOf([&](auto&, auto&) -> Metadata& { return requestMeta(); }); }},
+            {"meta", [&] { setTagOf([&](bool, auto&) -> Metadata& { return requestMeta(); }); }},
             {"nometa", [&] { scene.need().inAppMeta = nullptr; }},
             {"need", [&] { need(word() == "app"); }},
             {"sensor", [&] { setSensor(word()); }},
@@ -276,6 +251,7 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
         replace(text, "(D multi select #(\\d+)/(\\d+) hfs)\nD multi PENDING: sel\\(#\\2\\) < zf\\(#\\3\\)\n",
                 "$1, PENDING\n");
         replace(text, "hf\\[(F(\\d\\d)) R10\\2 ts:\\2(?:0) ss\\(1,1,1\\) locked=0\\]", "$1");
+        replace(text, "zsl/sample/(SampleSelector|include/SampleUtils)\\}", "$1}");
         replace(text, "D .* curPreCollects\\(#0\\)=\\{\\}\n", "");
         text = "\n" + text;
         replaceAll(text, "(\nD (UN|)LOCK: .*)\nD \\2LOCK: ((?:R\\d+ \\[)?hF\\d+)(\\]| for .*|)(?=\n)", "$1, $3$4");
