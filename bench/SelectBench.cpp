@@ -270,7 +270,7 @@ void addAll(bool areBursts) {
     };
     if (!areBursts) {
         for (int32_t const frames : {1, 3}) {
-            std::string const name = "hint0/" + std::to_string(frames) + (frames == 1 ? " frame/" : " frames/");
+            std::string const name = frames == 1 ? "hint0/1 frame/" : "hint0/3 frames/";
             add(name + "closed", [=](benchmark::State& s) { continuous(s, frames, kClosed); });
             add(name + "open", [=](benchmark::State& s) { continuous(s, frames, kOpen); });
             add(name + "floor", [=](benchmark::State& s) { continuousFloor(s, frames); });
@@ -281,10 +281,11 @@ void addAll(bool areBursts) {
     for (int const hint : {1, 2, 3}) {
         std::string const name = "hint" + std::to_string(hint);
         for (Gates const gates : {kClosed, kOpen}) {
-            std::string const mode = gates == kClosed ? "/closed" : "/open";
-            add(name + "/waits" + mode, [=](benchmark::State& s) { waits(s, hint, gates); });
-            add(name + "/refused" + mode, [=](benchmark::State& s) { refused(s, hint, gates); });
-            add(name + "/serves" + mode, [=](benchmark::State& s) { serves(s, hint, gates); })->UseManualTime();
+            std::string const mode = gates == kClosed ? "closed" : "open";
+            auto const named = [&](std::string what) { return what.insert(0, name).append(mode); };
+            add(named("/waits/"), [=](benchmark::State& s) { waits(s, hint, gates); });
+            add(named("/refused/"), [=](benchmark::State& s) { refused(s, hint, gates); });
+            add(named("/serves/"), [=](benchmark::State& s) { serves(s, hint, gates); })->UseManualTime();
         }
         bool const isVerified = hint == 2;
         add(name + "/waits/floor", [=](benchmark::State& s) { waitsFloor(s, hint); });

@@ -220,6 +220,11 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
         replace(text, "([DIWE]) \\[" + (name == "multiFrame" ? "select" : name) + "\\] " + logName + " ", "$1 ");
         replace(text, "([DIWE]) \\[ispHidlSelect_Latest\\] " + logName + " ", "$1 latest ");
         replace(text, "\\(operate at R" + std::to_string(in.requestNo) + "\\) ", "");
+        return foldFrames(text);
+    }
+
+    /// The judgements of single frames, locks and repeated lines.
+    static std::string foldFrames(std::string text) {
         std::string const sensor =
             "D \\[isRequiredSensorMode\\] isRequiredSensorMode OK: "
             "sensorModes=\\{history=\\{\\[0\\]1 \\} request=\\{\\}\n";

@@ -13,6 +13,7 @@ namespace NSCam::Sample {
 class LogName {
   public:
     /// `word` has static storage; `in` outlives the name.
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the room for the text is not cleared for every call.
     LogName(char const* word, ZslPolicy::ISelector::SelectInputParams const& in, int64_t timeoutMs)
         : mWord(word), mIn(in), mTimeoutMs(timeoutMs) {
         mText[0] = '\0';

@@ -46,6 +46,9 @@ using RequiredFrames = std::map<int32_t, ISelector::ZslFrameInfo>;
 
 /// How many frames are to be selected: one for each key of `frames` and each index from 1 to `burstCnt` - 1.
 size_t countKeys(RequiredFrames const& frames, int32_t burstCnt) {
+    if (burstCnt == 1) {
+        return frames.size();
+    }
     auto const inBoth = std::distance(frames.lower_bound(1), frames.lower_bound(burstCnt));
     return frames.size() + static_cast<size_t>(burstCnt - 1) - static_cast<size_t>(inBoth);
 }
@@ -77,6 +80,21 @@ void answer(SelectOutputParams& out, int32_t key, FrameNo frameNo) {
     out.selectedFrames.emplace_hint(out.selectedFrames.end(), key, ISelector::ZslFrameResult{frameNo, 0});
 }
 
+/// Each key in turn gets the next qualified frame; a frame that failed is never tried again.
+template <typename Qualifies>
+void selectIndependent(History const& history, History::const_iterator cursor, RequiredFrames const& frames,
+                       int32_t burstCnt, Qualifies qualifies, SelectOutputParams& out) {
+    eachKey(frames, burstCnt, [&](int32_t key) {
+        cursor = std::find_if(cursor, history.end(), qualifies);
+        if (cursor == history.end()) {
+            return false;
+        }
+        answer(out, key, cursor->first);
+        ++cursor;
+        return true;
+    });
+}
+
 /// The first of `length` frames in a row that all qualify, or end(). No frame is judged twice: after a failure
 /// the next run can only begin behind the failing frame.
 template <typename Qualifies>
@@ -95,6 +113,26 @@ History::const_iterator findRun(History const& history, History::const_iterator 
         }
     }
     return history.end();
+}
+
+/// Tells how many frames were selected; after the time-out what is unanswered goes without ZSL.
+void summarize(RequestLog const& log, RequiredFrames const& frames, int32_t burstCnt, size_t keyCount,
+               bool isTimeout, SelectOutputParams& out) {
+    size_t const selected = out.selectedFrames.size();
+    ZSL_MEMBER_LOGD(log, "[%s] %s select #%zu/%zu hfs", log.function, log.name(), selected, keyCount);
+    if (selected == keyCount) {
+        return;
+    }
+    if (!isTimeout) {
+        ZSL_MEMBER_LOGD(log, "[%s] %s PENDING: sel(#%zu) < zf(#%zu)", log.function, log.name(), selected, keyCount);
+        return;
+    }
+    ZSL_LOGW("[%s] %s TIMEOUT: sel(#%zu) < zf(#%zu), change to non-Zsl", log.function, log.name(), selected,
+             keyCount);
+    eachKey(frames, burstCnt, [&](int32_t key) {
+        answer(out, key, ZslPolicy::kNoFrame);
+        return true;
+    });
 }
 
 }  // namespace
@@ -132,16 +170,7 @@ SelectOutputParams SampleSelector::multiFrameSelect(SelectInputParams const& in,
         return isQualify(frame.second, needStreams, policy, isTimeout, reqSensorModes, in.targetEv);
     };
     if ((policy & ZslPolicy::Policy::ContinuousFrame) == 0) {
-        // Each key in turn gets the next qualified frame; a frame that failed is never tried again.
-        eachKey(in.requiredFrames, burstCnt, [&](int32_t key) {
-            cursor = std::find_if(cursor, history.end(), qualifies);
-            if (cursor == history.end()) {
-                return false;
-            }
-            answer(out, key, cursor->first);
-            ++cursor;
-            return true;
-        });
+        selectIndependent(history, cursor, in.requiredFrames, burstCnt, qualifies, out);
     } else {
         if (cursor != history.begin()) {
             // The first run tried ends at the shutter frame.
@@ -163,21 +192,7 @@ SelectOutputParams SampleSelector::multiFrameSelect(SelectInputParams const& in,
         }
     }
 
-    size_t const selected = out.selectedFrames.size();
-    ZSL_MEMBER_LOGD(log, "[%s] %s select #%zu/%zu hfs", log.function, log.name(), selected, keyCount);
-    if (selected < keyCount) {
-        if (!isTimeout) {
-            ZSL_MEMBER_LOGD(log, "[%s] %s PENDING: sel(#%zu) < zf(#%zu)", log.function, log.name(), selected,
-                            keyCount);
-        } else {
-            ZSL_LOGW("[%s] %s TIMEOUT: sel(#%zu) < zf(#%zu), change to non-Zsl", log.function, log.name(), selected,
-                     keyCount);
-            eachKey(in.requiredFrames, burstCnt, [&](int32_t key) {
-                answer(out, key, ZslPolicy::kNoFrame);
-                return true;
-            });
-        }
-    }
+    summarize(log, in.requiredFrames, burstCnt, keyCount, isTimeout, out);
     return out;
 }
 

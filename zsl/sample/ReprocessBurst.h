@@ -79,6 +79,7 @@ class BurstInWork {
 
     BurstInWork(Bursts& bursts, RequestNo base) : mBursts(bursts), mBase(base), mPlace(bursts.find(base)) {}
     BurstInWork(BurstInWork const&) = delete;
+    BurstInWork& operator=(BurstInWork const&) = delete;
 
     ~BurstInWork() {
         if (std::uncaught_exceptions() == mExceptions) {

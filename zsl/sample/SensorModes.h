@@ -47,7 +47,7 @@ class SensorModes {
   private:
     static constexpr size_t kInPlace = 4;
 
-    Entry mInPlace[kInPlace];
+    Entry mInPlace[kInPlace];  // filled up to mSize
     std::vector<Entry> mMore;  // from the fifth on
     size_t mSize = 0;
 };

@@ -255,6 +255,7 @@ SensorModes requiredSensorModes(ISelector::SelectInputParams const& in) {
             }
         }
     }
+    // cppcheck-suppress uninitvar ; places beyond its size are not filled, nor read
     return modes;
 }
 
