@@ -9,6 +9,7 @@ namespace NSCam::Sample {
 
 /// Each sensor once, in the order in which they became known. Filled for every frame that is judged: the few
 /// sensors that a phone combines stand in place and cost no allocation.
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): places beyond mSize are not filled, nor read.
 class SensorModes {
   public:
     struct Entry {
@@ -47,7 +48,7 @@ class SensorModes {
   private:
     static constexpr size_t kInPlace = 4;
 
-    Entry mInPlace[kInPlace];  // filled up to mSize
+    Entry mInPlace[kInPlace];
     std::vector<Entry> mMore;  // from the fifth on
     size_t mSize = 0;
 };
