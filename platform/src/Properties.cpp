@@ -105,6 +105,15 @@ std::optional<std::string> get(std::string_view name) {
     return found == store().values.end() ? std::nullopt : std::optional<std::string>(found->second);
 }
 
+std::vector<std::string> names() {
+    std::lock_guard<std::mutex> const guard(store().mutex);
+    std::vector<std::string> all;
+    for (auto const& entry : store().values) {
+        all.push_back(entry.first);
+    }
+    return all;
+}
+
 void clear() {
     std::lock_guard<std::mutex> const guard(store().mutex);
     store().values.clear();

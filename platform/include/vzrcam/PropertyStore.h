@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace NSCam::Utils::Properties {
 
@@ -20,6 +21,9 @@ void set(std::string const& name, std::string const& value);
 
 /// The property's text, if it is set.
 std::optional<std::string> get(std::string_view name);
+
+/// The names of all properties that are set, ascending.
+std::vector<std::string> names();
 
 /// Unsets every property.
 void clear();
