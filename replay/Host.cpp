@@ -1,16 +1,18 @@
 #include "Host.h"
 
 #include <vzrcam/LogSink.h>
+#include <vzrcam/PropertyStore.h>
 
 #include <algorithm>
+#include <list>
+
+#include "Reasons.h"
 
 namespace Replay {
 
 namespace {
 
 using NSCam::ZslPolicy::kNoFrame;
-
-constexpr int kWarn = 5;
 
 struct Event {
     enum Kind { FrameStarts, FrameLands, RequestArrives };
@@ -54,128 +56,143 @@ std::map<StreamId, NSCam::IMetadata const*> pointersTo(std::map<StreamId, Metada
     return pointers;
 }
 
-/// The prefix "[function] " or "[function] [r7,...]<...> " says nothing that the table does not show.
-std::string withoutPrefix(std::string const& line, RequestNo requestNo) {
-    size_t start = line.find("] ");
-    if (start == std::string::npos) {
-        return line;
+/// What of a call's input belongs to one request; the history and the frames in flight are the host's.
+ISelector::SelectInputParams inputOf(Request const& request) {
+    ISelector::SelectInputParams in;
+    in.requestNo = request.requestNo;
+    in.zsdTs = request.shutterNs;
+    for (int32_t const index : request.frameIndices) {
+        auto& info = in.requiredFrames[index];
+        info.needStreams = request.needStreams;
+        info.inAppMeta = &request.appMeta;
+        info.reqSensorIds = &request.sensorIds;
     }
-    start += 2;
-    if (line.compare(start, 2 + std::to_string(requestNo).size(), "[r" + std::to_string(requestNo)) == 0) {
-        size_t const end = line.find(' ', start);
-        start = end == std::string::npos ? start : end + 1;
-    }
-    return line.substr(start);
+    in.preCollects = request.preCollects;
+    in.sensorModes = request.sensorModes;
+    in.targetEv = request.ev;
+    in.ispHidlFrameIdx = request.burstIdx;
+    in.ispHidlFrameCnt = request.burstCnt;
+    return in;
 }
 
-/// Whether a WARN line is the verdict on one frame.
-bool isVerdict(std::string const& line) { return line.find("[isQualify] ") == 0; }
+/// While it lives, the log goes to the sink.
+class SinkInForce {
+  public:
+    explicit SinkInForce(NSCam::Utils::Log::Sink sink) { NSCam::Utils::Log::setSink(std::move(sink)); }
+    ~SinkInForce() { NSCam::Utils::Log::setSink({}); }
+    SinkInForce(SinkInForce const&) = delete;
+    SinkInForce& operator=(SinkInForce const&) = delete;
+};
 
 class Host {
   public:
     Host(Session const& session, HostOptions const& options) : mSession(session), mOptions(options) {
-        for (size_t index = 0; index < session.selectors; ++index) {
-            mSelectors.push_back(options.makeSelector());
+        setGate();
+        mResult.outcomes.resize(session.requests.size());
+        for (size_t index = 0; index < session.requests.size(); ++index) {
+            mResult.outcomes[index].request = &session.requests[index];
         }
-        for (Request const& request : session.requests) {
-            Outcome outcome;
-            outcome.request = &request;
-            mResult.outcomes.push_back(outcome);
-        }
-        mArrived.resize(session.requests.size());
     }
 
     SessionResult play() {
-        NSCam::Utils::Log::setSink(
+        SinkInForce const sink(
             [this](int priority, char const* tag, std::string const& text) { takeLine(priority, tag, text); });
-        for (Event const& event : eventsOf(mSession)) {
-            mNowNs = event.ns;
-            apply(event);
-            for (size_t index = 0; index < mArrived.size(); ++index) {
-                if (mArrived[index] && !mResult.outcomes[index].isAnswered) {
-                    present(mResult.outcomes[index]);
-                }
+        for (size_t index = 0; index < mSession.selectors; ++index) {
+            mSelectors.push_back(mOptions.makeSelector());
+        }
+        mReasons.endCall();
+        auto const events = eventsOf(mSession);
+        for (size_t done = 0; done < events.size(); ++done) {
+            mNowNs = events[done].ns;
+            apply(events[done]);
+            presentPending();
+            if (mOptions.onProgress) {
+                mOptions.onProgress(done + 1, events.size());
             }
         }
         mSelectors.clear();
-        NSCam::Utils::Log::setSink({});
-        for (auto const& entry : mInput.history) {
+        for (auto const& entry : mHistory) {
             mResult.lockedAtEnd += entry.second.locked ? 1 : 0;
         }
         return std::move(mResult);
     }
 
   private:
+    /// A request that has arrived and is not answered.
+    struct Pending {
+        size_t index;                     // of the outcome; pending requests are presented in this order
+        ISelector::SelectInputParams in;  // without history and frames in flight
+    };
+
+    void setGate() {
+        bool const isRead = mCalls < mOptions.explainedCalls;
+        NSCam::Utils::Properties::set("log.tag.SampleSelector", std::string(1, isRead ? 'V' : mOptions.logLevel));
+        mResult.isExplained = isRead;
+    }
+
     void takeLine(int priority, char const* tag, std::string const& text) {
-        // Why a frame was refused says more than that a run of frames could not be found.
-        if (priority == kWarn && (mLastWarning.empty() || !isVerdict(mLastWarning) || isVerdict(text))) {
-            mLastWarning = text;
-        }
+        mReasons.take(text);
         if (mOptions.onLogLine) {
             mOptions.onLogLine({priority, tag, text, mNowNs});
         }
     }
 
+    void presentPending() {
+        for (auto pending = mPending.begin(); pending != mPending.end();) {
+            present(*pending);
+            pending = mResult.outcomes[pending->index].isAnswered ? mPending.erase(pending) : std::next(pending);
+        }
+    }
+
     void apply(Event const& event) {
         if (event.kind == Event::RequestArrives) {
-            mArrived[event.index] = true;
+            auto const place = std::find_if(mPending.rbegin(), mPending.rend(),
+                                            [&](Pending const& pending) { return pending.index < event.index; });
+            mPending.insert(place.base(), {event.index, inputOf(mSession.requests[event.index])});
             return;
         }
         Frame const& frame = mSession.frames[event.index];
         if (event.kind == Event::FrameStarts) {
-            mInput.inflight[frame.frameNo] = {frame.frameNo, streamsOf(frame)};
+            mInflight[frame.frameNo] = {frame.frameNo, streamsOf(frame)};
             return;
         }
-        mInput.inflight.erase(frame.frameNo);
-        mInput.history[frame.frameNo] = {frame.frameNo,
-                                         frame.requestNo,
-                                         frame.startNs,
-                                         pointersTo(frame.appMetas),
-                                         pointersTo(frame.halMetas),
-                                         streamsOf(frame),
-                                         false};
+        mInflight.erase(frame.frameNo);
+        mHistory[frame.frameNo] = {frame.frameNo,
+                                   frame.requestNo,
+                                   frame.startNs,
+                                   pointersTo(frame.appMetas),
+                                   pointersTo(frame.halMetas),
+                                   streamsOf(frame),
+                                   false};
         evict();
     }
 
     /// Keeps the history at its depth: the oldest frame that nobody holds leaves, the newest included when all
     /// others are held.
     void evict() {
-        while (mInput.history.size() > mOptions.historyDepth) {
-            auto const oldest = std::find_if(mInput.history.begin(), mInput.history.end(), [&](auto const& entry) {
+        while (mHistory.size() > mOptions.historyDepth) {
+            auto const oldest = std::find_if(mHistory.begin(), mHistory.end(), [&](auto const& entry) {
                 return !entry.second.locked && mKept.count(entry.first) == 0;
             });
-            if (oldest == mInput.history.end()) {
+            if (oldest == mHistory.end()) {
                 return;
             }
-            mInput.history.erase(oldest);
+            mHistory.erase(oldest);
         }
     }
 
-    void fillInput(Request const& request) {
-        mInput.requestNo = request.requestNo;
-        mInput.elapsedMs = (mNowNs - request.submitNs) / static_cast<int64_t>(kNsPerMs);
-        mInput.zsdTs = request.shutterNs;
-        mInput.requiredFrames.clear();
-        for (int32_t const index : request.frameIndices) {
-            auto& info = mInput.requiredFrames[index];
-            info.needStreams = request.needStreams;
-            info.inAppMeta = &request.appMeta;
-            info.reqSensorIds = &request.sensorIds;
-        }
-        mInput.preCollects = request.preCollects;
-        mInput.sensorModes = request.sensorModes;
-        mInput.targetEv = request.ev;
-        mInput.ispHidlFrameIdx = request.burstIdx;
-        mInput.ispHidlFrameCnt = request.burstCnt;
-    }
-
-    void present(Outcome& outcome) {
+    void present(Pending& pending) {
+        Outcome& outcome = mResult.outcomes[pending.index];
         Request const& request = *outcome.request;
-        fillInput(request);
-        mLastWarning.clear();
-        auto const out = mSelectors[request.selector]->select(mInput);
+        pending.in.elapsedMs = (mNowNs - request.submitNs) / static_cast<int64_t>(kNsPerMs);
+        pending.in.history.swap(mHistory);
+        pending.in.inflight.swap(mInflight);
+        auto const out = mSelectors[request.selector]->select(pending.in);
+        pending.in.history.swap(mHistory);
+        pending.in.inflight.swap(mInflight);
         ++outcome.calls;
         outcome.waitedNs = mNowNs - request.submitNs;
+        check(out, request);
 
         // A request of a burst needs one frame, under whatever index; any other needs them all.
         bool const isBurst = request.burstIdx >= 0;
@@ -184,18 +201,48 @@ class Host {
         carryOut(out.frameOps, outcome);
         if (outcome.isAnswered) {
             answer(out.selectedFrames, outcome);
-        } else if (!mLastWarning.empty()) {
-            outcome.lastRefusal = withoutPrefix(mLastWarning, request.requestNo);
         }
-        rebuildKept(outcome, out.selectedFrames);
+        keep(pending.index, outcome.isAnswered, out.selectedFrames);
+        explain(outcome);
+    }
+
+    void explain(Outcome& outcome) {
+        auto reason = mReasons.endCall();
+        outcome.hasTimedOut = outcome.isAnswered && reason.hasTimedOut;
+        if (reason.text.empty() && mResult.isExplained) {
+            reason.text = reason.hasTimedOut   ? "timed out"
+                          : outcome.isAnswered ? "the burst went non-ZSL before"
+                                               : "its frame in flight";
+        }
+        if (!reason.text.empty() && (!outcome.isAnswered || outcome.isNonZsl())) {
+            auto const known = std::find_if(outcome.refusals.begin(), outcome.refusals.end(),
+                                            [&](auto const& entry) { return entry.first == reason.text; });
+            if (known != outcome.refusals.end()) {
+                ++known->second;
+            } else {
+                outcome.refusals.emplace_back(reason.text, 1);
+            }
+        }
+        if (++mCalls == mOptions.explainedCalls) {
+            setGate();
+        }
+    }
+
+    void check(ISelector::SelectOutputParams const& out, Request const& request) const {
+        for (auto const& entry : out.selectedFrames) {
+            if (entry.second.frameNo != kNoFrame && mHistory.count(entry.second.frameNo) == 0) {
+                throw BrokenPlugin("the plug-in answered R" + std::to_string(request.requestNo) + " with F" +
+                                   std::to_string(entry.second.frameNo) + ", which is not in the history");
+            }
+        }
     }
 
     void carryOut(std::map<FrameNo, ISelector::OpT> const& operations, Outcome& outcome) {
         for (auto const& [frameNo, operation] : operations) {
             bool const isLock = operation == ISelector::OpT::Lock;
             ++(isLock ? outcome.locks : outcome.unlocks);
-            auto const frame = mInput.history.find(frameNo);
-            if (frame != mInput.history.end()) {
+            auto const frame = mHistory.find(frameNo);
+            if (frame != mHistory.end()) {
                 frame->second.locked = isLock;
             }
         }
@@ -205,8 +252,8 @@ class Host {
     void answer(std::map<int32_t, ISelector::ZslFrameResult> const& selected, Outcome& outcome) {
         for (auto const& [index, result] : selected) {
             outcome.chosen[index] = result.frameNo;
-            auto const frame = mInput.history.find(result.frameNo);
-            if (frame != mInput.history.end()) {
+            auto const frame = mHistory.find(result.frameNo);
+            if (frame != mHistory.end()) {
                 outcome.offsetsNs.push_back(frame->second.timestamp - outcome.request->shutterNs);
                 frame->second.locked = false;
             }
@@ -214,17 +261,19 @@ class Host {
     }
 
     /// The frames of an incomplete answer stay until the request is answered.
-    void rebuildKept(Outcome const& outcome, std::map<int32_t, ISelector::ZslFrameResult> const& selected) {
-        auto& frames = mKeptBy[&outcome];
-        frames.clear();
-        if (!outcome.isAnswered) {
-            for (auto const& entry : selected) {
-                frames.insert(entry.second.frameNo);
+    void keep(size_t index, bool isAnswered, std::map<int32_t, ISelector::ZslFrameResult> const& selected) {
+        auto const kept = mKeptBy.find(index);
+        if (kept != mKeptBy.end()) {
+            for (FrameNo const frameNo : kept->second) {
+                mKept.erase(mKept.find(frameNo));
             }
+            mKeptBy.erase(kept);
         }
-        mKept.clear();
-        for (auto const& entry : mKeptBy) {
-            mKept.insert(entry.second.begin(), entry.second.end());
+        if (!isAnswered && !selected.empty()) {
+            for (auto const& entry : selected) {
+                mKeptBy[index].push_back(entry.second.frameNo);
+                mKept.insert(entry.second.frameNo);
+            }
         }
         evict();
     }
@@ -233,11 +282,13 @@ class Host {
     HostOptions const& mOptions;
     std::vector<std::shared_ptr<ISelector>> mSelectors;
     SessionResult mResult;
-    std::vector<bool> mArrived;  // by request
-    ISelector::SelectInputParams mInput;
-    std::map<Outcome const*, std::set<FrameNo>> mKeptBy;
-    std::set<FrameNo> mKept;
-    std::string mLastWarning;
+    std::list<Pending> mPending;  // ascending
+    std::map<FrameNo, ISelector::HistoryFrame> mHistory;
+    std::map<FrameNo, ISelector::InflightFrame> mInflight;
+    std::map<size_t, std::vector<FrameNo>> mKeptBy;  // by outcome
+    std::multiset<FrameNo> mKept;
+    Reasons mReasons;
+    size_t mCalls = 0;
     int64_t mNowNs = 0;
 };
 

@@ -10,6 +10,11 @@
 
 namespace Replay {
 
+/// The plug-in did what no selector may. what() says it.
+struct BrokenPlugin : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 /// How one request fared.
 struct Outcome {
     Request const* request = nullptr;
@@ -20,7 +25,10 @@ struct Outcome {
     size_t calls = 0;
     size_t locks = 0;  ///< frame operations asked while serving this request
     size_t unlocks = 0;
-    std::string lastRefusal;  ///< the plug-in's last WARN line of a call that left the request pending
+    /// Why calls left the request pending, or did without ZSL, with the number of such calls; in order of
+    /// appearance.
+    std::vector<std::pair<std::string, size_t>> refusals;
+    bool hasTimedOut = false;  ///< answered after the time-out
 
     bool isNonZsl() const;  ///< answered, and at least one of its frames is captured without ZSL
 };
@@ -28,6 +36,7 @@ struct Outcome {
 struct SessionResult {
     std::vector<Outcome> outcomes;  ///< in the order of the session's requests
     size_t lockedAtEnd = 0;
+    bool isExplained = true;  ///< the reasons of all calls are known: there were not too many (HostOptions)
 };
 
 /// A line of the plug-in's log and the session time at which it was written.
@@ -42,9 +51,14 @@ struct HostOptions {
     size_t historyDepth = 30;
     std::function<std::shared_ptr<ISelector>()> makeSelector;
     std::function<void(LogLine const&)> onLogLine;  ///< may be empty
+    /// The log level letter that onLogLine needs; the gate is wider while reasons are read.
+    char logLevel = 'S';
+    /// So many calls are made with an open gate, for the reasons; reading them takes longer than the calls.
+    size_t explainedCalls = 100000;
+    std::function<void(size_t events, size_t all)> onProgress;  ///< called after every event; may be empty
 };
 
-/// Plays one session from its first event to its last.
+/// Plays one session from its first event to its last, each call on the thread of the caller. Throws BrokenPlugin.
 SessionResult play(Session const& session, HostOptions const& options);
 
 }  // namespace Replay

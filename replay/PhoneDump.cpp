@@ -1,141 +1,19 @@
-// The camera service's tag monitor, as `adb shell cmd media.camera watch dump` prints it:
-//
-//   Client: com.example.camera (active)
-//   0:com.example.camera  f361:95581666725026ns:    REQ: output stream ids: 2
-//   0:com.example.camera  f361:95581666725026ns:    REQ:android.control.captureIntent: [STILL_CAPTURE]
-//   0:com.example.camera  f361:95581777742151ns:    RES:android.control.afState: [PASSIVE_FOCUSED]
-//
-// The time of a REQ line is when the request was submitted, that of a RES line the frame's sensor timestamp.
-// Only changes are listed: a tag keeps its value until the next line for it.
+// What a phone's dump says, made into sessions: frames in between are interpolated, still captures are shutter
+// presses, and what a client never names is assumed and said.
 #include <algorithm>
 #include <optional>
-#include <sstream>
 
+#include "DumpText.h"
 #include "Session.h"
-#include "TagTable.h"
 
 namespace Replay {
 
 namespace {
 
-constexpr int64_t kFramePeriodNs = 33333333;        // where a dump has only one timestamp
-constexpr int64_t kLatestNs = 1000000000000000000;  // 31 years after boot: no clock reads that
+constexpr int64_t kFramePeriodNs = 33333333;  // where a dump has only one timestamp
+constexpr int64_t kLatestNs = 1000000000000000000;
 constexpr StreamId kAppStream = 1;
 constexpr StreamId kHalStream = 2;
-
-/// The changes of one value over the frames; the last line for a frame counts.
-template <typename T>
-class Timeline {
-  public:
-    void set(int64_t frame, T value) { mChanges[frame] = std::move(value); }
-
-    /// The value in force at the frame, or null before the first change.
-    T const* at(int64_t frame) const {
-        auto const next = mChanges.upper_bound(frame);
-        return next == mChanges.begin() ? nullptr : &std::prev(next)->second;
-    }
-
-    std::map<int64_t, T> const& changes() const { return mChanges; }
-
-  private:
-    std::map<int64_t, T> mChanges;
-};
-
-using TagTimelines = std::map<uint32_t, Timeline<std::vector<int64_t>>>;
-
-/// What one client of the camera service did with one camera.
-struct Client {
-    std::string name;
-    std::map<int64_t, int64_t> submitNs;  // by frame, from REQ lines
-    std::map<int64_t, int64_t> sensorNs;  // by frame, from RES lines
-    TagTimelines requestTags;
-    TagTimelines resultTags;
-    Timeline<std::vector<int64_t>> outputs;
-};
-
-struct Line {
-    std::string client;  // "<camera id>:<name>"
-    int64_t frame;
-    int64_t ns;
-    bool isRequest;
-    std::string content;  // what follows "REQ:" or "RES:"
-};
-
-std::string trimmed(std::string const& text) {
-    size_t const first = text.find_first_not_of(" \t\r");
-    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
-}
-
-/// A number of decimal digits only.
-std::optional<int64_t> parseDigits(std::string const& text) {
-    bool const isDigits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
-    return isDigits ? parseInteger(text) : std::nullopt;
-}
-
-std::optional<Line> parseLine(std::string const& text) {
-    size_t const blank = text.find_first_of(" \t");
-    size_t const frameStart = blank == std::string::npos ? blank : text.find_first_not_of(" \t", blank);
-    if (frameStart == std::string::npos || text[frameStart] != 'f' || text.find(':') > blank) {
-        return std::nullopt;
-    }
-    size_t const colon = text.find(':', frameStart);
-    size_t const unit = colon == std::string::npos ? colon : text.find("ns:", colon);
-    if (unit == std::string::npos) {
-        return std::nullopt;
-    }
-    auto const frame = parseDigits(text.substr(frameStart + 1, colon - frameStart - 1));
-    auto const ns = parseDigits(text.substr(colon + 1, unit - colon - 1));
-    std::string const rest = trimmed(text.substr(unit + 3));
-    bool const isRequest = rest.compare(0, 4, "REQ:") == 0;
-    if (!frame || !ns || *ns > kLatestNs || (!isRequest && rest.compare(0, 4, "RES:") != 0)) {
-        return std::nullopt;
-    }
-    return Line{text.substr(0, blank), *frame, *ns, isRequest, trimmed(rest.substr(4))};
-}
-
-/// The numbers or words of "1 2 3", as the tag's values.
-std::optional<std::vector<int64_t>> parseValues(std::string const& text, Tag const* tag) {
-    std::vector<int64_t> values;
-    std::istringstream words(text);
-    for (std::string word; words >> word;) {
-        auto value = parseInteger(word);
-        if (!value && tag != nullptr) {
-            value = valueOfWord(*tag, word);
-        }
-        if (!value) {
-            return std::nullopt;
-        }
-        values.push_back(*value);
-    }
-    return values;
-}
-
-/// Takes the line's value over into the client. False when the content is damaged.
-bool readContent(Line const& line, Client& client) {
-    constexpr char const* kOutputs = "output stream ids:";
-    if (line.isRequest && line.content.compare(0, std::string(kOutputs).size(), kOutputs) == 0) {
-        auto ids = parseValues(line.content.substr(std::string(kOutputs).size()), nullptr);
-        if (ids) {
-            client.outputs.set(line.frame, std::move(*ids));
-        }
-        return ids.has_value();
-    }
-    size_t const colon = line.content.find(':');
-    std::string const value = colon == std::string::npos ? "" : trimmed(line.content.substr(colon + 1));
-    if (value.size() < 2 || value.front() != '[' || value.back() != ']') {
-        return false;
-    }
-    Tag const* const tag = findTag(trimmed(line.content.substr(0, colon)));
-    if (tag == nullptr) {
-        return true;  // a tag that the selector does not read
-    }
-    auto values = parseValues(value.substr(1, value.size() - 2), tag);
-    if (!values || values->empty() || !toItems(tag->type, *values)) {
-        return false;
-    }
-    (line.isRequest ? client.requestTags : client.resultTags)[tag->number].set(line.frame, std::move(*values));
-    return true;
-}
 
 /// Straight-line interpolation between the known points around `frame`, with the outermost known slope beyond
 /// them. `points` is not empty.
@@ -161,7 +39,7 @@ bool isStillIntent(int64_t intent) {
 }
 
 /// What the frame's request asked for: by the REQ lines, and before the first of them by the frame's result.
-std::optional<int64_t> requestedValue(Client const& client, uint32_t tag, int64_t frame) {
+std::optional<int64_t> requestedValue(DumpClient const& client, uint32_t tag, int64_t frame) {
     for (TagTimelines const* const timelines : {&client.requestTags, &client.resultTags}) {
         auto const timeline = timelines->find(tag);
         auto const* const values = timeline == timelines->end() ? nullptr : timeline->second.at(frame);
@@ -174,7 +52,7 @@ std::optional<int64_t> requestedValue(Client const& client, uint32_t tag, int64_
 
 /// When the frame's request was submitted; by its neighbours where no REQ line names it, and by its sensor
 /// timestamp where there are none on both sides.
-int64_t submitTime(Client const& client, int64_t frame, int64_t sensorNs) {
+int64_t submitTime(DumpClient const& client, int64_t frame, int64_t sensorNs) {
     auto const known = client.submitNs.find(frame);
     if (known != client.submitNs.end()) {
         return known->second;
@@ -184,7 +62,76 @@ int64_t submitTime(Client const& client, int64_t frame, int64_t sensorNs) {
     return isBetween ? interpolate(client.submitNs, frame) : sensorNs;
 }
 
-Frame makeFrame(Client const& client, int64_t number, bool takeLensAsStationary, DumpOptions const& options) {
+/// A tag that a client never names, with the value taken for it.
+struct Assumed {
+    Tag const* tag;
+    std::optional<int64_t> value;  ///< nothing: the tag stays absent
+};
+
+// android.control.aeState
+constexpr int64_t kConverged = 2;
+constexpr int64_t kLocked = 3;
+
+std::string meaningOf(Assumed const& assumed) {
+    bool const isAuto =
+        assumed.tag->number == kAfMode && assumed.value && *assumed.value >= 1 && *assumed.value <= 4;
+    switch (assumed.tag->number) {
+        case kAfMode:
+            return !assumed.value ? "no frame passes the auto-focus check"
+                   : isAuto       ? "afState and lens.state decide the auto-focus check"
+                                  : "every frame passes the auto-focus check";
+        case kAfState:
+            return !assumed.value ? "no frame passes the auto-focus check" : "afMode decides the auto-focus check";
+        case kLensState:
+            return !assumed.value ? "no frame passes the auto-focus check"
+                                  : "afMode and afState decide the auto-focus check";
+        case kAeState:
+            return assumed.value && (*assumed.value == kConverged || *assumed.value == kLocked)
+                       ? "every frame passes the auto-exposure check"
+                       : "no frame passes the auto-exposure check";
+        default: return "no line of the dump says so";
+    }
+}
+
+/// What is taken for the tags that the client never names.
+std::vector<Assumed> assumptionsFor(DumpClient const& client, DumpOptions const& options) {
+    constexpr int64_t kContinuousPicture = 4;
+    bool const hasAfState = client.resultTags.count(kAfState) != 0;
+    std::map<uint32_t, std::optional<int64_t>> values{{kAfMode, hasAfState ? kContinuousPicture : 0},
+                                                      {kAfState, 0},
+                                                      {kLensState, 0},
+                                                      {kAeState, kConverged},
+                                                      {kHalRequestSensorId, 0},
+                                                      {kP1NodeSensorMode, 0}};
+    for (auto const& [tag, value] : options.assume) {
+        values[tag] = value;
+    }
+    std::vector<Assumed> assumed;
+    for (auto const& [tag, value] : values) {
+        if (client.resultTags.count(tag) == 0) {
+            assumed.push_back({findTag(tag), value});
+        }
+    }
+    return assumed;
+}
+
+/// Says what is assumed of the tags that decide something under the settings, or that the user has named.
+void noteAssumptions(DumpClient const& client, std::vector<Assumed> const& assumptions, DumpOptions const& options,
+                     std::vector<std::string>& notes) {
+    for (Assumed const& assumed : assumptions) {
+        uint32_t const number = assumed.tag->number;
+        bool const isUsers = options.assume.count(number) != 0;
+        if (isUsers || options.judgedTags.count(number) != 0) {
+            notes.push_back(client.name + " never names " + assumed.tag->name + ": taken as " +
+                            (assumed.value ? wordOf(*assumed.tag, *assumed.value) : "absent") + ", so " +
+                            meaningOf(assumed) + (isUsers ? " (--assume)" : ""));
+        }
+    }
+}
+
+Frame makeFrame(DumpClient const& client, int64_t number, std::vector<Assumed> const& assumptions,
+                DumpOptions const& options) {
+    constexpr uint32_t kFirstHalTag = 0xC0000000;
     Frame frame;
     frame.frameNo = static_cast<FrameNo>(number);
     frame.requestNo = frame.frameNo;
@@ -194,23 +141,22 @@ Frame makeFrame(Client const& client, int64_t number, bool takeLensAsStationary,
         frame.images.insert(outputs->begin(), outputs->end());
     }
     Metadata& appMeta = frame.appMetas[kAppStream];
-    if (takeLensAsStationary) {
-        appMeta.set(kLensState, uint8_t{0});
+    Metadata& halMeta = frame.halMetas[kHalStream];
+    for (auto const& [tag, value] : assumptions) {
+        if (value) {
+            (tag->number >= kFirstHalTag ? halMeta : appMeta).set(tag->number, *toItems(tag->type, {*value}));
+        }
     }
     for (auto const& [tag, timeline] : client.resultTags) {
         if (auto const* const values = timeline.at(number)) {
-            appMeta.set(tag, *toItems(findTag(std::to_string(tag))->type, *values));
+            (tag >= kFirstHalTag ? halMeta : appMeta).set(tag, *toItems(findTag(tag)->type, *values));
         }
     }
-    // A camera has one sensor and one mode as long as the dump says nothing else.
-    Metadata& halMeta = frame.halMetas[kHalStream];
-    halMeta.set(findTag("VZR_HAL_REQUEST_SENSOR_ID")->number, int32_t{0});
-    halMeta.set(findTag("VZR_P1NODE_SENSOR_MODE")->number, int32_t{0});
     return frame;
 }
 
 /// The requests of consecutive still captures, each a shutter press.
-void addRequests(std::vector<Frame const*> const& run, Client const& client, DumpOptions const& options,
+void addRequests(std::vector<Frame const*> const& run, DumpClient const& client, DumpOptions const& options,
                  Session& session) {
     for (size_t index = 0; index < run.size(); ++index) {
         Frame const& frame = *run[index];
@@ -231,7 +177,7 @@ void addRequests(std::vector<Frame const*> const& run, Client const& client, Dum
     }
 }
 
-Session makeSession(Client const& client, std::string const& file, bool takeLensAsStationary,
+Session makeSession(DumpClient const& client, std::string const& file, std::vector<Assumed> const& assumptions,
                     DumpOptions const& options) {
     Session session;
     session.name = client.name;
@@ -250,7 +196,7 @@ Session makeSession(Client const& client, std::string const& file, bool takeLens
                            std::to_string(options.maxFrames) + " in a file");
     }
     for (int64_t number = first; number <= last; ++number) {
-        session.frames.push_back(makeFrame(client, number, takeLensAsStationary, options));
+        session.frames.push_back(makeFrame(client, number, assumptions, options));
     }
     std::vector<Frame const*> run;
     for (Frame const& frame : session.frames) {
@@ -265,53 +211,6 @@ Session makeSession(Client const& client, std::string const& file, bool takeLens
     return session;
 }
 
-/// The clients of a dump, and what its lines amounted to.
-struct Dump {
-    std::vector<Client> clients;
-    size_t usable = 0;
-    size_t skipped = 0;
-
-    /// The client of a line: one of those below the present "Client:" heading.
-    Client& client(std::string const& name) {
-        for (size_t index = mSectionStart; index < clients.size(); ++index) {
-            if (clients[index].name == name) {
-                return clients[index];
-            }
-        }
-        clients.push_back(Client{name, {}, {}, {}, {}, {}});
-        return clients.back();
-    }
-
-    void startSection() { mSectionStart = clients.size(); }
-
-  private:
-    size_t mSectionStart = 0;
-};
-
-Dump readDump(std::string const& text) {
-    Dump dump;
-    std::istringstream lines(text);
-    for (std::string raw; std::getline(lines, raw);) {
-        std::string const line = trimmed(raw);
-        if (line.compare(0, 7, "Client:") == 0) {
-            dump.startSection();
-            continue;
-        }
-        if (line.empty() || line.compare(0, 8, "Cached @") == 0) {
-            continue;
-        }
-        auto const parsed = parseLine(line);
-        if (!parsed || !readContent(*parsed, dump.client(parsed->client))) {
-            ++dump.skipped;
-            continue;
-        }
-        Client& client = dump.client(parsed->client);
-        (parsed->isRequest ? client.submitNs : client.sensorNs)[parsed->frame] = parsed->ns;
-        ++dump.usable;
-    }
-    return dump;
-}
-
 }  // namespace
 
 Recording readPhoneDump(std::string const& text, std::string const& file, DumpOptions const& options) {
@@ -320,22 +219,45 @@ Recording readPhoneDump(std::string const& text, std::string const& file, DumpOp
         throw SessionError(file + ": no line of a camera service's tag monitor (" + std::to_string(dump.skipped) +
                            " other lines)");
     }
-    bool const hasLensState = std::any_of(dump.clients.begin(), dump.clients.end(), [](Client const& client) {
-        return client.resultTags.count(kLensState) != 0;
-    });
     Recording recording;
     DumpOptions left = options;
-    for (Client const& client : dump.clients) {
-        Session session = makeSession(client, file, !hasLensState, left);
+    size_t requests = 0;
+    for (DumpClient const& client : dump.clients) {
+        if (!options.client.empty() && client.name != options.client) {
+            continue;
+        }
+        auto const assumptions = assumptionsFor(client, options);
+        Session session = makeSession(client, file, assumptions, left);
         left.maxFrames -= static_cast<int64_t>(session.frames.size());
+        requests += session.requests.size();
         if (session.frames.empty()) {
             recording.notes.push_back(client.name + ": no result line, so no frame to choose from; left out");
         } else {
+            noteAssumptions(client, assumptions, options, recording.notes);
             recording.sessions.push_back(std::move(session));
         }
     }
-    if (!hasLensState) {
-        recording.notes.emplace_back("android.lens.state is not in the dump: the lens is taken as stationary");
+    if (!options.client.empty() && recording.sessions.empty()) {
+        std::string names;
+        for (DumpClient const& client : dump.clients) {
+            names += (names.empty() ? "" : ", ") + client.name;
+        }
+        throw SessionError(file + ": no client '" + options.client + "' with frames; there are " + names);
+    }
+    if (requests == 0) {
+        throw SessionError(file +
+                           ": the dump holds no capture: no frame has the captureIntent STILL_CAPTURE, "
+                           "VIDEO_SNAPSHOT or ZERO_SHUTTER_LAG. Take pictures while the monitor runs, and "
+                           "name android.control.captureIntent among its tags");
+    }
+    for (auto const& entry : options.assume) {
+        bool const isNamedByAll =
+            std::all_of(dump.clients.begin(), dump.clients.end(),
+                        [&](DumpClient const& client) { return client.resultTags.count(entry.first) != 0; });
+        if (isNamedByAll) {
+            recording.notes.push_back(std::string("--assume ") + findTag(entry.first)->name +
+                                      " has no effect: the dump names the tag");
+        }
     }
     if (dump.skipped != 0) {
         recording.notes.push_back(std::to_string(dump.skipped) + " damaged or foreign lines skipped");

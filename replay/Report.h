@@ -2,8 +2,10 @@
 #pragma once
 
 #include <ostream>
+#include <set>
 
 #include "Host.h"
+#include "Settings.h"
 
 namespace Replay {
 
@@ -12,10 +14,29 @@ struct PlayedSession {
     SessionResult result;
 };
 
-/// A table a session, a row a request; then the notes of the reader and a summary line over all sessions.
-void printTable(std::ostream& out, Recording const& recording, std::vector<PlayedSession> const& played);
+/// What is reported, and what was in force.
+struct Report {
+    Settings settings;
+    std::string plugin;
+    size_t historyDepth = 0;
+    std::optional<double> resultAfterMs;  ///< of a dump, whose results have no times of their own
+    std::vector<PlayedSession> played;
+    std::vector<std::string> notes;
+    std::set<RequestNo> requests;  ///< only these are shown; empty: all
+    size_t failed = 0;             ///< sessions that the plug-in did not survive
 
-/// The same as one JSON object.
-void printJson(std::ostream& out, Recording const& recording, std::vector<PlayedSession> const& played);
+    bool isShown(Outcome const& outcome) const {
+        return requests.empty() || requests.count(outcome.request->requestNo) != 0;
+    }
+};
+
+/// When the session begins: its first frame or shutter, in ns on its own clock.
+int64_t startOf(Session const& session);
+
+/// A table a session, a row a request; then notes and a summary line over all sessions.
+void printTable(std::ostream& out, Report const& report);
+
+/// The same as one JSON object, see docs/replay.md.
+void printJson(std::ostream& out, Report const& report);
 
 }  // namespace Replay

@@ -1,5 +1,6 @@
 #include "TagTable.h"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 
@@ -12,7 +13,7 @@ std::vector<Tag> const& tags() {
         {"android.control.aeExposureCompensation", kAeExposureCompensation, TagType::I32, {}},
         {"VZR_CONTROL_AE_EXPOSURE_COMPENSATION", kAeExposureCompensation, TagType::I32, {}},
         {"android.control.afMode",
-         0x10007,
+         kAfMode,
          TagType::U8,
          {"OFF", "AUTO", "MACRO", "CONTINUOUS_VIDEO", "CONTINUOUS_PICTURE", "EDOF"}},
         {"android.control.captureIntent",
@@ -21,18 +22,18 @@ std::vector<Tag> const& tags() {
          {"CUSTOM", "PREVIEW", "STILL_CAPTURE", "VIDEO_RECORD", "VIDEO_SNAPSHOT", "ZERO_SHUTTER_LAG", "MANUAL",
           "MOTION_TRACKING"}},
         {"android.control.aeState",
-         0x1001F,
+         kAeState,
          TagType::U8,
          {"INACTIVE", "SEARCHING", "CONVERGED", "LOCKED", "FLASH_REQUIRED", "PRECAPTURE"}},
         {"android.control.afState",
-         0x10020,
+         kAfState,
          TagType::U8,
          {"INACTIVE", "PASSIVE_SCAN", "PASSIVE_FOCUSED", "ACTIVE_SCAN", "FOCUSED_LOCKED", "NOT_FOCUSED_LOCKED",
           "PASSIVE_UNFOCUSED"}},
         {"android.lens.state", kLensState, TagType::U8, {"STATIONARY", "MOVING"}},
         {"preCollectHint", 0x800B0022, TagType::I32, {}},
-        {"VZR_HAL_REQUEST_SENSOR_ID", 0xC0000005, TagType::I32, {}},
-        {"VZR_P1NODE_SENSOR_MODE", 0xC0010014, TagType::I32, {}},
+        {"VZR_HAL_REQUEST_SENSOR_ID", kHalRequestSensorId, TagType::I32, {}},
+        {"VZR_P1NODE_SENSOR_MODE", kP1NodeSensorMode, TagType::I32, {}},
         {"frameSyncResult", 0xC0080004, TagType::I64, {}},
         {"softAeState", 0xC0030023, TagType::I32, {}},
     };
@@ -61,6 +62,17 @@ Tag const* findTag(std::string const& nameOrNumber) {
         }
     }
     return nullptr;
+}
+
+Tag const* findTag(uint32_t number) {
+    auto const tag =
+        std::find_if(tags().begin(), tags().end(), [&](Tag const& entry) { return entry.number == number; });
+    return tag == tags().end() ? nullptr : &*tag;
+}
+
+std::string wordOf(Tag const& tag, int64_t value) {
+    bool const hasWord = value >= 0 && value < static_cast<int64_t>(tag.words.size());
+    return hasWord ? tag.words[static_cast<size_t>(value)] : std::to_string(value);
 }
 
 std::optional<int64_t> valueOfWord(Tag const& tag, std::string const& word) {

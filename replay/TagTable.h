@@ -21,10 +21,20 @@ struct Tag {
 // Tags the readers themselves have to know.
 constexpr uint32_t kAeExposureCompensation = 0x10001;
 constexpr uint32_t kCaptureIntent = 0x1000D;
+constexpr uint32_t kAfMode = 0x10007;
+constexpr uint32_t kAeState = 0x1001F;
+constexpr uint32_t kAfState = 0x10020;
 constexpr uint32_t kLensState = 0x80009;
+constexpr uint32_t kHalRequestSensorId = 0xC0000005;
+constexpr uint32_t kP1NodeSensorMode = 0xC0010014;
 
 /// The tag of this name, or with this number in decimal or 0x-hexadecimal; null when the table has none.
 Tag const* findTag(std::string const& nameOrNumber);
+
+Tag const* findTag(uint32_t number);
+
+/// The word of a value, or its number.
+std::string wordOf(Tag const& tag, int64_t value);
 
 /// The value that a word of the tag means.
 std::optional<int64_t> valueOfWord(Tag const& tag, std::string const& word);

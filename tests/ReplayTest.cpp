@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "Host.h"
-#include "Report.h"
+#include "Reasons.h"
 #include "Scene.h"
 #include "Session.h"
 
@@ -15,6 +15,7 @@ namespace ZslTest {
 namespace {
 
 using namespace Replay;
+using ZslTest::kAeState, ZslTest::kAfMode, ZslTest::kAfState, ZslTest::kLensState;
 
 std::string readError(std::string const& text) {
     try {
@@ -83,7 +84,6 @@ TEST(PhoneDump, FramesAndShutterPresses) {
     ASSERT_EQ(recording.sessions.size(), 2U);
     EXPECT_EQ(recording.notes,
               (std::vector<std::string>{"21:com.example.two: no result line, so no frame to choose from; left out",
-                                        "android.lens.state is not in the dump: the lens is taken as stationary",
                                         "4 damaged or foreign lines skipped"}));
     Session const& one = recording.sessions[0];
     EXPECT_EQ(one.name, "0:com.example.one");
@@ -116,19 +116,76 @@ TEST(PhoneDump, FramesAndShutterPresses) {
     EXPECT_EQ(bursts.sessions[0].requests[2].burstCnt, 2);
 }
 
+uint8_t valueOf(Session const& session, uint32_t tag) {
+    uint8_t value = 99;
+    NSCam::IMetadata::getEntry(&session.frames.back().appMetas.begin()->second, tag, value, 0);
+    return value;
+}
+
+TEST(PhoneDump, WhatIsNeverNamedIsAssumedAndSaid) {
+    DumpOptions options;
+    options.judgedTags = {kAfMode, kAfState, kLensState, kAeState};
+    Recording recording = readPhoneDump(textOf(DATA "/watch-dump.txt"), "dump", options);
+    std::string const one = "0:com.example.one never names android.";
+    std::string const two = "20:com.example.two never names android.";
+    std::vector<std::string> notes{
+        one + "control.aeState: taken as CONVERGED, so every frame passes the auto-exposure check",
+        one + "lens.state: taken as STATIONARY, so afMode and afState decide the auto-focus check",
+        two + "control.afMode: taken as OFF, so every frame passes the auto-focus check",
+        two + "control.afState: taken as INACTIVE, so afMode decides the auto-focus check",
+        two + "lens.state: taken as STATIONARY, so afMode and afState decide the auto-focus check"};
+    recording.notes.resize(notes.size());
+    EXPECT_EQ(recording.notes, notes);
+    EXPECT_EQ(valueOf(recording.sessions[0], kAfMode), 4);
+    EXPECT_EQ(valueOf(recording.sessions[0], kAeState), 2);
+    EXPECT_EQ(valueOf(recording.sessions[1], kAfMode), 0);
+    EXPECT_EQ(valueOf(recording.sessions[1], kAeState), 3);
+
+    options.assume = {{kAfMode, std::nullopt}, {kLensState, 1}};
+    options.client = "20:com.example.two";
+    recording = readPhoneDump(textOf(DATA "/watch-dump.txt"), "dump", options);
+    EXPECT_EQ(recording.sessions.size(), 1U);
+    EXPECT_EQ(recording.notes[0],
+              two + "control.afMode: taken as absent, so no frame passes the auto-focus check (--assume)");
+    EXPECT_EQ(valueOf(recording.sessions[0], kAfMode), 99);
+    EXPECT_EQ(valueOf(recording.sessions[0], kLensState), 1);
+}
+
 TEST(PhoneDump, UnusableFiles) {
-    EXPECT_THROW(readPhoneDump("", "dump", {}), SessionError);
-    EXPECT_THROW(readPhoneDump("hello\nworld\n", "dump", {}), SessionError);
-    EXPECT_THROW(readPhoneDump("0:a f1:5ns: RES:android.lens.state: [MOVING]\n"
-                               "0:a f4294967294:9ns: RES:android.lens.state: [MOVING]\n",
-                               "dump", {}),
-                 SessionError);
-    Recording const withLens = readPhoneDump("0:a f1:5ns: RES:android.lens.state: [MOVING]", "dump", {});
-    EXPECT_TRUE(withLens.notes.empty());
-    uint8_t value = 0;
-    EXPECT_TRUE(
-        NSCam::IMetadata::getEntry(&withLens.sessions[0].frames[0].appMetas.begin()->second, kLensState, value, 0));
-    EXPECT_EQ(value, 1);
+    std::string const capture = "0:a f1:5ns: RES:android.control.captureIntent: [STILL_CAPTURE]\n";
+    for (std::string const& text :
+         {std::string(), std::string("hello\nworld\n"), std::string("0:a f1:5ns: RES:android.lens.state: [MOVING]"),
+          capture + "0:a f4294967294:9ns: RES:android.lens.state: [MOVING]\n"}) {
+        EXPECT_THROW(readPhoneDump(text, "dump", {}), SessionError) << text;
+    }
+    EXPECT_TRUE(readPhoneDump(capture, "dump", {}).notes.empty());
+    DumpOptions options;
+    options.client = "0:b";
+    EXPECT_THROW(readPhoneDump(capture, "dump", options), SessionError);
+}
+
+/// What reasons are read from the lines of a call.
+TEST(Reasons, OfACall) {
+    std::pair<std::vector<char const*>, char const*> const cases[] = {
+        {{"[isAFStable] AF fail: afMode=4 afState=1 lensState=1", "[isQualify] hf[F8] AF X"}, "AF scanning"},
+        {{"[isAFStable] AF fail: afMode=4 afState=2 lensState=1", "[isQualify] hf[F8] AF X"}, "AF lens moving"},
+        {{"[isAFStable] tag(0x10007) not found! (isAFStable)", "[isQualify] hf[F8] AF X"}, "AF afMode absent"},
+        {{"[isMatched] [isAEStable] tag(0x1001f) val=1 target=2,3 bc=0", "[isQualify] hf[F8] AE X"},
+         "AE searching"},
+        {{"[isQualify] hf[F7] (soft) AE X", "[isQualify] hf[F8] does not include tareget EV=3"}, "EV"},
+        {{"[isQualify] hf[F7] FrameSync X", "[multiFrameSelect] x cannot get continuous hfs"},
+         "sensors not in sync"},
+        {{"[isQualify] hf[F8] OK", "[f] x MAPPING: (Verify failed! operate at R1)"}, "verification failed"},
+        {{"[f] x DEBUG: not pre-collect, IspHidlReqObj={index=null }, send to pending"}, "other phase"},
+        {{"[f] x DEBUG: cannot select R2 (FIFO), needSelectReqs={R1 R2 }"}, "not its turn"},
+        {{"[isQualify] hf[F8] OK"}, ""}};
+    for (auto const& [lines, text] : cases) {
+        Reasons reasons;
+        for (char const* line : lines) {
+            reasons.take(line);
+        }
+        EXPECT_EQ(reasons.endCall().text, text);
+    }
 }
 
 /// A selector that says what the test wants it to say.
@@ -187,19 +244,23 @@ TEST(ReplayHost, HistoryLocksAndKeptFrames) {
     EXPECT_EQ(result.lockedAtEnd, 1U);
 }
 
-/// A row a request: chosen frames, offsets in ms, wait in ms, calls, locks, unlocks, last refusal.
+/// Of each request: chosen frames, * after the time-out, offsets and wait in ms, calls, locks, unlocks, refusals.
 std::string rowsOf(SessionResult const& result) {
     std::ostringstream rows;
     for (Outcome const& outcome : result.outcomes) {
         rows << "; R" << outcome.request->requestNo << ' ';
         for (auto const& [index, frameNo] : outcome.chosen) {
-            rows << (frameNo == kNoFrame ? "none" : "F" + std::to_string(frameNo)) << ' ';
+            rows << (frameNo == kNoFrame ? "none" : "F" + std::to_string(frameNo))
+                 << (outcome.hasTimedOut ? "* " : " ");
         }
         for (int64_t const offset : outcome.offsetsNs) {
             rows << static_cast<double>(offset) / kNsPerMs << "ms ";
         }
         rows << static_cast<double>(outcome.waitedNs) / kNsPerMs << "ms " << outcome.calls << ' ' << outcome.locks
-             << ' ' << outcome.unlocks << ' ' << outcome.lastRefusal;
+             << ' ' << outcome.unlocks;
+        for (auto const& [reason, calls] : outcome.refusals) {
+            rows << ", " << calls << " x " << reason;
+        }
     }
     return rows.str();
 }

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # The zsl-replay command: exit codes, error texts, tables and JSON.
-# Usage: replay-command.sh ZSL_REPLAY SESSIONS_FOLDER [EMULATOR...]
+# Usage: replay-command.sh ZSL_REPLAY SESSIONS_FOLDER BROKEN_PLUGIN [EMULATOR...]
 set -u
-replay=$1 sessions=$2
-shift 2
+replay=$1 sessions=$2 broken=$3
+shift 3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failures=0
@@ -40,7 +40,42 @@ check history 0 'hf\[null\], do pending directly' --history 1 --log I "$sessions
 check logcat 0 '^01-01 [0-9:.]{12} +[0-9]+ +[0-9]+ D SampleSelector: \[isQualify\] hf\[F24\] OK' --log D "$sessions/stable-scene.json"
 check dump 0 '^1 requests: 1 served' "$work/dump"
 check dumpBurst 0 '^R2 \(0/1\)' --hint 2 "$work/dump"
-check noLens 0 'note: android.lens.state is not in the dump' "$work/dump"
+check assumed 0 'note: 0:a never names android.lens.state: taken as STATIONARY' "$work/dump"
+check assumeSet 0 'lens.state: taken as MOVING, .*\(--assume\)' --assume android.lens.state=MOVING "$work/dump"
+check assumeBad 2 "--assume: 'FLYING' is no value of android.lens.state" --assume android.lens.state=FLYING "$work/dump"
+check assumeSession 2 '--assume is for dumps' --assume android.lens.state=absent "$sessions/time-out.json"
+check settings 0 'hint 2 \(latest\), policy None, time-out 300 ms, history 5 frames, results after 50.0 ms' --hint 2 --timeout-ms 300 --history 5 --result-ms 50 "$work/dump"
+check timedOut 0 'note: \* after the time-out' "$sessions/time-out.json"
+check request 0 '^1 requests: 0 served from history, 1 non-ZSL' --request R901 "$sessions/time-out.json"
+check badRequest 2 "--request: there is no request 'R7'" --request R7 "$sessions/time-out.json"
+check badClient 2 "no client 'x' with frames; there are 0:a" --client x "$work/dump"
+check version 0 '^zsl-replay 1' --version
+check stdin 0 '^2 requests: 2 served' - <"$sessions/stable-scene.json"
+check emptyValue 2 '--hint: must not be empty' --hint '' "$work/dump"
+check noNumber 2 "--result-ms: 'nan' is no time" --result-ms nan "$work/dump"
+check noStrategy 2 '--hint: there is no strategy 5' --hint 5 "$work/dump"
+check propsFolder 2 'is a folder' --props "$work" "$work/dump"
+check unread 0 'warning: property a.b: nothing reads it' --setprop a.b=1 "$work/dump"
+check noSwitch 0 'force.hint has no effect' --setprop vendor.debug.camera.zsl.force.hint=2 "$work/dump"
+check notANumber 0 "force.hint: 'x' is no number" --setprop vendor.debug.camera.zsl.force.hint=x "$work/dump"
+# A wrong kind of file is named for what it is.
+gzip -c "$work/dump" >"$work/gzip"
+printf '\377\376{' >"$work/utf16"
+printf '[1]' >"$work/array"
+printf '01-01 00:00:00.000  1  1 D Tag: text\n' >"$work/log"
+printf '{"frames": [], "frames": []}' >"$work/twice"
+: >"$work/empty"
+for kind in gzip:gzip utf16:UTF-16 array:'a JSON array' log:logcat empty:empty twice:'/frames: the key stands twice'; do
+    check "kind-${kind%%:*}" 2 "${kind#*:}" "$work/${kind%%:*}"
+done
+# A plug-in that breaks ends its session, not the tool.
+for kind in null:'leaves the pointer null' abort:'signal 6' exit:'exit code 7' throw:'threw an exception: no idea' frame:'F4711, which is not in the history'; do
+    BROKEN=${kind%%:*} check "broken-${kind%%:*}" 1 "${kind#*:}" --plugin "$broken" "$sessions/stable-scene.json"
+done
+if [ -e /dev/full ]; then
+    "${emulator[@]}" "$replay" "$sessions/stable-scene.json" 2>"$work/out" >/dev/full
+    [ $? -eq 1 ] && grep -q 'cannot write to standard output' "$work/out" || { echo "FAILED: full"; failures=$((failures + 1)); }
+fi
 check noFile 2 'nosuch: No such file' nosuch
 check badSession 2 'bad.json: /requests/0: expected an object' "$work/bad.json"
 check badDump 2 'props: no line of a camera' "$work/props"

@@ -1,0 +1,79 @@
+#include "Input.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <regex>
+
+namespace Replay {
+
+namespace {
+
+constexpr char const* kLookedFor =
+    "; expected a session file (JSON, an object) or what `cmd media.camera watch dump` prints";
+
+bool startsWith(std::string const& text, char const* start, size_t length) {
+    return text.compare(0, length, start, length) == 0;
+}
+
+/// What the text is when it is neither a session nor a dump; null when nothing tells.
+char const* foreignKind(std::string const& text) {
+    static std::regex const kLogcat(
+        R"((\d{4}-)?\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}|--------- beginning of |[VDIWEF]/)");
+    if (startsWith(text, "\x1f\x8b", 2)) {
+        return "a gzip file: unpack it first";
+    }
+    if (startsWith(text, "PK\x03\x04", 4)) {
+        return "a zip file: unpack it first";
+    }
+    if (startsWith(text, "\xff\xfe", 2) || startsWith(text, "\xfe\xff", 2)) {
+        return "UTF-16 text: save it as UTF-8";
+    }
+    if (text.find('\0') != std::string::npos) {
+        return "a binary file";
+    }
+    size_t const first = text.find_first_not_of(" \t\r\n");
+    if (first == std::string::npos) {
+        return "empty";
+    }
+    if (text[first] == '[') {
+        return "a JSON array";
+    }
+    if (std::regex_search(text.begin() + static_cast<ptrdiff_t>(first), text.end(), kLogcat,
+                          std::regex_constants::match_continuous)) {
+        return "a log (logcat)";
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+Input readInput(std::string const& path) {
+    Input input{path == "-" ? "standard input" : path, "", false};
+    std::error_code error;
+    if (path == "-") {
+        input.text.assign(std::istreambuf_iterator<char>(std::cin), {});
+    } else if (std::filesystem::is_directory(path, error)) {
+        throw SessionError(path + ": is a folder" + kLookedFor);
+    } else {
+        errno = 0;
+        std::ifstream file(path, std::ios::binary);
+        if (!file) {
+            throw SessionError(path + ": " + std::strerror(errno));
+        }
+        input.text.assign(std::istreambuf_iterator<char>(file), {});
+    }
+    if (startsWith(input.text, "\xef\xbb\xbf", 3)) {
+        input.text.erase(0, 3);  // a byte order mark says nothing in UTF-8
+    }
+    if (char const* const kind = foreignKind(input.text)) {
+        throw SessionError(input.name + ": this is " + kind + kLookedFor);
+    }
+    input.isSession = input.text[input.text.find_first_not_of(" \t\r\n")] == '{';
+    return input;
+}
+
+}  // namespace Replay
