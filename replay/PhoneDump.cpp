@@ -89,6 +89,12 @@ std::string meaningOf(Assumed const& assumed) {
             return assumed.value && (*assumed.value == kConverged || *assumed.value == kLocked)
                        ? "every frame passes the auto-exposure check"
                        : "no frame passes the auto-exposure check";
+        case kSoftAeState:
+            return !assumed.value || *assumed.value == 1 ? "every frame passes the soft auto-exposure check"
+                                                         : "no frame passes the soft auto-exposure check";
+        case kFrameSyncResult:
+            return !assumed.value || *assumed.value == 0 ? "every frame passes the frame synchronisation check"
+                                                         : "no frame passes the frame synchronisation check";
         default: return "no line of the dump says so";
     }
 }
@@ -102,7 +108,9 @@ std::vector<Assumed> assumptionsFor(DumpClient const& client, DumpOptions const&
                                                       {kLensState, 0},
                                                       {kAeState, kConverged},
                                                       {kHalRequestSensorId, 0},
-                                                      {kP1NodeSensorMode, 0}};
+                                                      {kP1NodeSensorMode, 0},
+                                                      {kSoftAeState, std::nullopt},
+                                                      {kFrameSyncResult, std::nullopt}};
     for (auto const& [tag, value] : options.assume) {
         values[tag] = value;
     }

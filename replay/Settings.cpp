@@ -66,6 +66,12 @@ Settings settingsInForce() {
     if ((policy & Policy::AEStable) != 0) {
         settings.judgedTags.insert(kAeState);
     }
+    if ((policy & Policy::AESoftStable) != 0) {
+        settings.judgedTags.insert(kSoftAeState);
+    }
+    if ((policy & Policy::FrameSync) != 0) {
+        settings.judgedTags.insert(kFrameSyncResult);
+    }
     return settings;
 }
 

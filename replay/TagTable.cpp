@@ -34,8 +34,8 @@ std::vector<Tag> const& tags() {
         {"preCollectHint", 0x800B0022, TagType::I32, {}},
         {"VZR_HAL_REQUEST_SENSOR_ID", kHalRequestSensorId, TagType::I32, {}},
         {"VZR_P1NODE_SENSOR_MODE", kP1NodeSensorMode, TagType::I32, {}},
-        {"frameSyncResult", 0xC0080004, TagType::I64, {}},
-        {"softAeState", 0xC0030023, TagType::I32, {}},
+        {"frameSyncResult", kFrameSyncResult, TagType::I64, {}},
+        {"softAeState", kSoftAeState, TagType::I32, {}},
     };
     return table;
 }

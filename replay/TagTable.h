@@ -27,6 +27,8 @@ constexpr uint32_t kAfState = 0x10020;
 constexpr uint32_t kLensState = 0x80009;
 constexpr uint32_t kHalRequestSensorId = 0xC0000005;
 constexpr uint32_t kP1NodeSensorMode = 0xC0010014;
+constexpr uint32_t kSoftAeState = 0xC0030023;
+constexpr uint32_t kFrameSyncResult = 0xC0080004;
 
 /// The tag of this name, or with this number in decimal or 0x-hexadecimal; null when the table has none.
 Tag const* findTag(std::string const& nameOrNumber);
