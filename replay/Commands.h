@@ -8,8 +8,8 @@ namespace Replay {
 constexpr int kExitFailed = 1;  ///< a session failed, the plug-in could not be loaded, or the output not be written
 constexpr int kExitBadInput = 2;  ///< bad arguments or input
 
-/// Plays a session or a dump. Adds its options to `app`; what it answers runs it, once they are parsed, and answers
-/// the exit code.
+/// Each adds its options to `app`; what it answers runs it, once they are parsed, and answers the exit code.
 std::function<int()> addPlay(CLI::App& app);
+std::function<int()> addExplain(CLI::App& app);
 
 }  // namespace Replay

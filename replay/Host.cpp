@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <list>
 
-#include "Reasons.h"
+#include "CallReader.h"
 
 namespace Replay {
 
@@ -92,6 +92,13 @@ class Host {
         for (size_t index = 0; index < session.requests.size(); ++index) {
             mResult.outcomes[index].request = &session.requests[index];
         }
+        if (options.explain) {
+            mExplainers.resize(session.requests.size(), Explainer(std::make_shared<Timestamps>()));
+            mResult.frames.resize(session.frames.size());
+            for (size_t index = 0; index < session.frames.size(); ++index) {
+                mFrameIndex[session.frames[index].frameNo] = index;
+            }
+        }
     }
 
     SessionResult play() {
@@ -100,7 +107,7 @@ class Host {
         for (size_t index = 0; index < mSession.selectors; ++index) {
             mSelectors.push_back(mOptions.makeSelector());
         }
-        mReasons.endCall();
+        mReader.endCall();
         auto const events = eventsOf(mSession);
         for (size_t done = 0; done < events.size(); ++done) {
             mNowNs = events[done].ns;
@@ -111,8 +118,15 @@ class Host {
             }
         }
         mSelectors.clear();
+        mResult.endNs = mNowNs;
         for (auto const& entry : mHistory) {
             mResult.lockedAtEnd += entry.second.locked ? 1 : 0;
+            noteLock(entry.first, entry.second.locked, false);
+        }
+        for (size_t index = 0; index < mExplainers.size(); ++index) {
+            if (mResult.outcomes[index].calls > 0) {
+                mResult.outcomes[index].explanation = mExplainers[index].explain();
+            }
         }
         return std::move(mResult);
     }
@@ -125,13 +139,13 @@ class Host {
     };
 
     void setGate() {
-        bool const isRead = mCalls < mOptions.explainedCalls;
+        bool const isRead = mOptions.explain || mCalls < mOptions.explainedCalls;
         NSCam::Utils::Properties::set("log.tag.SampleSelector", std::string(1, isRead ? 'V' : mOptions.logLevel));
         mResult.isExplained = isRead;
     }
 
     void takeLine(int priority, char const* tag, std::string const& text) {
-        mReasons.take(text);
+        mReader.take(text);
         if (mOptions.onLogLine) {
             mOptions.onLogLine({priority, tag, text, mNowNs});
         }
@@ -177,6 +191,9 @@ class Host {
             if (oldest == mHistory.end()) {
                 return;
             }
+            if (FrameLife* const life = lifeOf(oldest->first)) {
+                life->leftNs = mNowNs;
+            }
             mHistory.erase(oldest);
         }
     }
@@ -203,29 +220,62 @@ class Host {
             answer(out.selectedFrames, outcome);
         }
         keep(pending.index, outcome.isAnswered, out.selectedFrames);
-        explain(outcome);
-    }
-
-    void explain(Outcome& outcome) {
-        auto reason = mReasons.endCall();
-        outcome.hasTimedOut = outcome.isAnswered && reason.hasTimedOut;
-        if (reason.text.empty() && mResult.isExplained) {
-            reason.text = reason.hasTimedOut   ? "timed out"
-                          : outcome.isAnswered ? "the burst went non-ZSL before"
-                                               : "its frame in flight";
-        }
-        if (!reason.text.empty() && (!outcome.isAnswered || outcome.isNonZsl())) {
-            auto const known = std::find_if(outcome.refusals.begin(), outcome.refusals.end(),
-                                            [&](auto const& entry) { return entry.first == reason.text; });
-            if (known != outcome.refusals.end()) {
-                ++known->second;
-            } else {
-                outcome.refusals.emplace_back(reason.text, 1);
-            }
+        if (mResult.isExplained) {
+            explain(pending.index);
         }
         if (++mCalls == mOptions.explainedCalls) {
             setGate();
         }
+    }
+
+    void explain(size_t index) {
+        Outcome& outcome = mResult.outcomes[index];
+        CallStory call = mReader.endCall();
+        outcome.hasTimedOut = outcome.isAnswered && call.hasTimedOut;
+        if (!outcome.isAnswered || outcome.isNonZsl()) {
+            auto const known = std::find_if(outcome.refusals.begin(), outcome.refusals.end(),
+                                            [&](auto const& entry) { return entry.first == call.reason.name; });
+            if (known != outcome.refusals.end()) {
+                ++known->second;
+            } else {
+                outcome.refusals.emplace_back(call.reason.name, 1);
+            }
+        }
+        if (mOptions.explain) {
+            for (Verdict const& verdict : call.verdicts) {
+                if (FrameLife* const life = lifeOf(verdict.frameNo)) {
+                    life->isJudged = true;
+                    life->isRefused = verdict.isRefused;
+                    life->reason = verdict.reason.name;
+                }
+            }
+            if (call.isNamed) {
+                mExplainers[index].add(std::move(call));
+            }
+        }
+    }
+
+    /// Null when nothing is to be told of frames.
+    FrameLife* lifeOf(FrameNo frameNo) {
+        auto const index = mFrameIndex.find(frameNo);
+        return index != mFrameIndex.end() ? &mResult.frames[index->second] : nullptr;
+    }
+
+    void noteLock(FrameNo frameNo, bool wasLocked, bool isLocked) {
+        FrameLife* const life = wasLocked != isLocked ? lifeOf(frameNo) : nullptr;
+        if (life == nullptr) {
+            return;
+        }
+        if (isLocked) {
+            mLockedSinceNs[frameNo] = mNowNs;
+        } else {
+            life->lockedNs.emplace_back(mLockedSinceNs[frameNo], mNowNs);
+        }
+    }
+
+    void setLocked(ISelector::HistoryFrame& frame, bool isLocked) {
+        noteLock(frame.frameNo, frame.locked, isLocked);
+        frame.locked = isLocked;
     }
 
     void check(ISelector::SelectOutputParams const& out, Request const& request) const {
@@ -243,7 +293,7 @@ class Host {
             ++(isLock ? outcome.locks : outcome.unlocks);
             auto const frame = mHistory.find(frameNo);
             if (frame != mHistory.end()) {
-                frame->second.locked = isLock;
+                setLocked(frame->second, isLock);
             }
         }
     }
@@ -255,7 +305,7 @@ class Host {
             auto const frame = mHistory.find(result.frameNo);
             if (frame != mHistory.end()) {
                 outcome.offsetsNs.push_back(frame->second.timestamp - outcome.request->shutterNs);
-                frame->second.locked = false;
+                setLocked(frame->second, false);
             }
         }
     }
@@ -287,7 +337,10 @@ class Host {
     std::map<FrameNo, ISelector::InflightFrame> mInflight;
     std::map<size_t, std::vector<FrameNo>> mKeptBy;  // by outcome
     std::multiset<FrameNo> mKept;
-    Reasons mReasons;
+    CallReader mReader;
+    std::vector<Explainer> mExplainers;         // of the requests; with HostOptions::explain
+    std::map<FrameNo, size_t> mFrameIndex;      // likewise, of the session's frames
+    std::map<FrameNo, int64_t> mLockedSinceNs;  // likewise
     size_t mCalls = 0;
     int64_t mNowNs = 0;
 };

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 
+#include "Explain.h"
 #include "Session.h"
 
 namespace Replay {
@@ -29,12 +30,24 @@ struct Outcome {
     /// appearance.
     std::vector<std::pair<std::string, size_t>> refusals;
     bool hasTimedOut = false;  ///< answered after the time-out
+    Explanation explanation;   ///< with HostOptions::explain, if it was presented
 
     bool isNonZsl() const;  ///< answered, and at least one of its frames is captured without ZSL
 };
 
+/// What became of a frame of the session.
+struct FrameLife {
+    int64_t leftNs = -1;                                ///< out of the history; -1: it stayed to the end
+    std::vector<std::pair<int64_t, int64_t>> lockedNs;  ///< from, to
+    bool isJudged = false;
+    bool isRefused = false;  ///< by the last verdict on it
+    std::string reason;      ///< of that refusal, short
+};
+
 struct SessionResult {
     std::vector<Outcome> outcomes;  ///< in the order of the session's requests
+    std::vector<FrameLife> frames;  ///< with HostOptions::explain: in the order of the session's frames
+    int64_t endNs = 0;              ///< of the last event
     size_t lockedAtEnd = 0;
     bool isExplained = true;  ///< the reasons of all calls are known: there were not too many (HostOptions)
 };
@@ -55,6 +68,7 @@ struct HostOptions {
     char logLevel = 'S';
     /// So many calls are made with an open gate, for the reasons; reading them takes longer than the calls.
     size_t explainedCalls = 100000;
+    bool explain = false;  ///< explain every request, and tell what became of every frame; no limit of calls then
     std::function<void(size_t events, size_t all)> onProgress;  ///< called after every event; may be empty
 };
 

@@ -19,10 +19,8 @@ bool startsWith(std::string const& text, char const* start, size_t length) {
     return text.compare(0, length, start, length) == 0;
 }
 
-/// What the text is when it is neither a session nor a dump; null when nothing tells.
-char const* foreignKind(std::string const& text) {
-    static std::regex const kLogcat(
-        R"((\d{4}-)?\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}|--------- beginning of |[VDIWEF]/)");
+/// What the bytes are when they are no text; null when nothing tells.
+char const* foreignBytes(std::string const& text) {
     if (startsWith(text, "\x1f\x8b", 2)) {
         return "a gzip file: unpack it first";
     }
@@ -35,6 +33,13 @@ char const* foreignKind(std::string const& text) {
     if (text.find('\0') != std::string::npos) {
         return "a binary file";
     }
+    return nullptr;
+}
+
+/// What the text is when it is neither a session nor a dump; null when nothing tells.
+char const* foreignText(std::string const& text) {
+    static std::regex const kLogcat(
+        R"((\d{4}-)?\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}|--------- beginning of |[VDIWEF]/)");
     size_t const first = text.find_first_not_of(" \t\r\n");
     if (first == std::string::npos) {
         return "empty";
@@ -44,20 +49,20 @@ char const* foreignKind(std::string const& text) {
     }
     if (std::regex_search(text.begin() + static_cast<ptrdiff_t>(first), text.end(), kLogcat,
                           std::regex_constants::match_continuous)) {
-        return "a log (logcat)";
+        return "a log (logcat), which `zsl-replay explain --logcat` reads";
     }
     return nullptr;
 }
 
 }  // namespace
 
-Input readInput(std::string const& path) {
+Input readText(std::string const& path) {
     Input input{path == "-" ? "standard input" : path, "", false};
     std::error_code error;
     if (path == "-") {
         input.text.assign(std::istreambuf_iterator<char>(std::cin), {});
     } else if (std::filesystem::is_directory(path, error)) {
-        throw SessionError(path + ": is a folder" + kLookedFor);
+        throw SessionError(path + ": is a folder; expected a file");
     } else {
         errno = 0;
         std::ifstream file(path, std::ios::binary);
@@ -69,7 +74,15 @@ Input readInput(std::string const& path) {
     if (startsWith(input.text, "\xef\xbb\xbf", 3)) {
         input.text.erase(0, 3);  // a byte order mark says nothing in UTF-8
     }
-    if (char const* const kind = foreignKind(input.text)) {
+    if (char const* const kind = foreignBytes(input.text)) {
+        throw SessionError(input.name + ": this is " + kind);
+    }
+    return input;
+}
+
+Input readInput(std::string const& path) {
+    Input input = readText(path);
+    if (char const* const kind = foreignText(input.text)) {
         throw SessionError(input.name + ": this is " + kind + kLookedFor);
     }
     input.isSession = input.text[input.text.find_first_not_of(" \t\r\n")] == '{';

@@ -13,6 +13,10 @@ struct Input {
     bool isSession = false;  ///< a session file; otherwise a dump
 };
 
+/// Reads the file, or standard input for "-", as text. A folder, a file that cannot be read, and one that is
+/// packed, binary or not in UTF-8 are named for what they are: SessionError.
+Input readText(std::string const& path);
+
 /// Reads the file, or standard input for "-". What is neither a session nor a dump is named for what it is:
 /// SessionError.
 Input readInput(std::string const& path);

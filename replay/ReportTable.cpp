@@ -153,12 +153,12 @@ void printTable(std::ostream& out, Report const& report) {
     }
     printNotes(out, report);
     Summary const summary = summarize(report);
-    out << summary.requests << " requests: " << summary.fromHistory
-        << " served from history, " << summary.nonZsl << " non-ZSL, " << summary.pending
-        << " still pending; offset median " << offsetText(median(summary.offsetsMs)) << " ms, worst "
-        << offsetText(worst(summary.offsetsMs)) << " ms; wait median " << waitText(median(summary.waitsMs))
-        << " ms, worst " << waitText(worst(summary.waitsMs)) << " ms; " << summary.locks << " locks asked, "
-        << summary.unlocks << " unlocks asked, " << summary.lockedAtEnd << " frames still locked\n";
+    out << summary.requests << " requests: " << summary.fromHistory << " served from history, " << summary.nonZsl
+        << " non-ZSL, " << summary.pending << " still pending; offset median "
+        << offsetText(median(summary.offsetsMs)) << " ms, worst " << offsetText(worst(summary.offsetsMs))
+        << " ms; wait median " << waitText(median(summary.waitsMs)) << " ms, worst "
+        << waitText(worst(summary.waitsMs)) << " ms; " << summary.locks << " locks asked, " << summary.unlocks
+        << " unlocks asked, " << summary.lockedAtEnd << " frames still locked\n";
 }
 
 }  // namespace Replay

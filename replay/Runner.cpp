@@ -19,9 +19,18 @@ Json toJson(SessionResult const& result) {
     Json outcomes = Json::array();
     for (Outcome const& outcome : result.outcomes) {
         outcomes.push_back({outcome.isAnswered, outcome.chosen, outcome.offsetsNs, outcome.waitedNs, outcome.calls,
-                            outcome.locks, outcome.unlocks, outcome.refusals, outcome.hasTimedOut});
+                            outcome.locks, outcome.unlocks, outcome.refusals, outcome.hasTimedOut,
+                            outcome.explanation.heading, outcome.explanation.lines, outcome.explanation.closing});
     }
-    return {{"outcomes", outcomes}, {"lockedAtEnd", result.lockedAtEnd}, {"isExplained", result.isExplained}};
+    Json frames = Json::array();
+    for (FrameLife const& life : result.frames) {
+        frames.push_back({life.leftNs, life.lockedNs, life.isJudged, life.isRefused, life.reason});
+    }
+    return {{"outcomes", outcomes},
+            {"frames", frames},
+            {"endNs", result.endNs},
+            {"lockedAtEnd", result.lockedAtEnd},
+            {"isExplained", result.isExplained}};
 }
 
 SessionResult fromJson(Json const& json, Session const& session) {
@@ -41,7 +50,13 @@ SessionResult fromJson(Json const& json, Session const& session) {
         outcome.unlocks = from.at(6);
         outcome.refusals = from.at(7).get<std::vector<std::pair<std::string, size_t>>>();
         outcome.hasTimedOut = from.at(8);
+        outcome.explanation = {from.at(9), from.at(10).get<std::vector<std::string>>(), from.at(11)};
     }
+    for (Json const& from : json.at("frames")) {
+        result.frames.push_back({from.at(0), from.at(1).get<std::vector<std::pair<int64_t, int64_t>>>(), from.at(2),
+                                 from.at(3), from.at(4)});
+    }
+    result.endNs = json.at("endNs");
     return result;
 }
 

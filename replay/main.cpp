@@ -6,30 +6,48 @@
 
 namespace {
 
-constexpr char const* kFooter =
-    "Examples:\n"
-    "  zsl-replay session.json                      which frames each request got\n"
-    "  zsl-replay --log D session.json              with the selector's explanation of every step\n"
-    "  zsl-replay --policy 'ZeroShutterDelay|ContinuousFrame' dump.txt\n"
-    "                                               the same captures without quality checks\n"
-    "  zsl-replay --policy 'AFStable|ContinuousFrame' --timeout-ms 300 dump.txt\n"
-    "  zsl-replay --hint 2 --json dump.txt          still-capture runs as reprocess bursts, as JSON\n"
-    "\n"
-    "INPUT is a session file (JSON) or what `adb shell cmd media.camera watch dump` printed.\n"
-    "Exit codes: 0 played; 1 a session failed, the plug-in cannot be loaded, or the output cannot be written;\n"
+struct Command {
+    char const* name;
+    char const* description;
+    std::function<int()> (*add)(CLI::App&);
+    char const* footer;
+};
+
+constexpr char const* kExitCodes =
+    "\nExit codes: 0 done; 1 an input failed, the plug-in cannot be loaded, or the output cannot be written;\n"
     "2 bad arguments or input.";
 
-int run(int argc, char** argv) {
-    CLI::App app("Plays a recorded camera session through the zero-shutter-lag frame selector.", "zsl-replay");
-    app.footer(kFooter);
+constexpr Command kCommands[] = {
+    {"play", "Plays a recorded camera session through the zero-shutter-lag frame selector.", Replay::addPlay,
+     "Examples:\n"
+     "  zsl-replay session.json                      which frames each request got\n"
+     "  zsl-replay --log D session.json              with the selector's log\n"
+     "  zsl-replay --policy 'ZeroShutterDelay|ContinuousFrame' dump.txt\n"
+     "                                               the same captures without quality checks\n"
+     "  zsl-replay --hint 2 --json dump.txt          still-capture runs as reprocess bursts, as JSON\n"
+     "\n"
+     "Other commands, each with its own --help:\n"
+     "  zsl-replay explain INPUT                     why, call by call; also from a logcat\n"
+     "\n"
+     "INPUT is a session file (JSON) or what `adb shell cmd media.camera watch dump` printed."},
+    {"explain", "Tells call by call why each request got its frames.", Replay::addExplain,
+     "Examples:\n"
+     "  zsl-replay explain --request R94 dump.txt    one request of a session\n"
+     "  adb logcat -d -s SampleSelector | zsl-replay explain --logcat -\n"
+     "                                               what a phone's log says"}};
+
+int run(Command const& command, int argc, char** argv) {
+    bool const isPlay = &command == &kCommands[0];
+    CLI::App app(command.description, isPlay ? "zsl-replay" : std::string("zsl-replay ") + command.name);
+    app.footer(std::string(command.footer) + kExitCodes);
     app.set_version_flag("--version", "zsl-replay " ZSL_VERSION);
-    auto const play = Replay::addPlay(app);
+    auto const execute = command.add(app);
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {
         return app.exit(error) == 0 ? 0 : Replay::kExitBadInput;
     }
-    return play();
+    return execute();
 }
 
 }  // namespace
@@ -37,9 +55,16 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
     int code = Replay::kExitBadInput;
     try {
-        // `zsl-replay play INPUT` is `zsl-replay INPUT`.
-        bool const isNamed = argc > 1 && argv[1] == std::string_view("play");
-        code = run(argc - (isNamed ? 1 : 0), argv + (isNamed ? 1 : 0));
+        // Without the name of a command it is `play`.
+        Command const* command = &kCommands[0];
+        int named = 0;
+        for (Command const& candidate : kCommands) {
+            if (argc > 1 && argv[1] == std::string_view(candidate.name)) {
+                command = &candidate;
+                named = 1;
+            }
+        }
+        code = run(*command, argc - named, argv + named);
     } catch (std::exception const& error) {  // SessionError, PropertyError
         std::cerr << "zsl-replay: " << error.what() << '\n';
     }

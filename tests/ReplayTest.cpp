@@ -6,8 +6,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "CallReader.h"
 #include "Host.h"
-#include "Reasons.h"
 #include "Scene.h"
 #include "Session.h"
 
@@ -165,7 +165,7 @@ TEST(PhoneDump, UnusableFiles) {
 }
 
 /// What reasons are read from the lines of a call.
-TEST(Reasons, OfACall) {
+TEST(CallReader, Reasons) {
     std::pair<std::vector<char const*>, char const*> const cases[] = {
         {{"[isAFStable] AF fail: afMode=4 afState=1 lensState=1", "[isQualify] hf[F8] AF X"}, "AF scanning"},
         {{"[isAFStable] AF fail: afMode=4 afState=2 lensState=1", "[isQualify] hf[F8] AF X"}, "AF lens moving"},
@@ -180,11 +180,11 @@ TEST(Reasons, OfACall) {
         {{"[f] x DEBUG: cannot select R2 (FIFO), needSelectReqs={R1 R2 }"}, "not its turn"},
         {{"[isQualify] hf[F8] OK"}, ""}};
     for (auto const& [lines, text] : cases) {
-        Reasons reasons;
+        CallReader reader;
         for (char const* line : lines) {
-            reasons.take(line);
+            reader.take(line);
         }
-        EXPECT_EQ(reasons.endCall().text, text);
+        EXPECT_EQ(reader.endCall().reason.name, text);
     }
 }
 

@@ -1,0 +1,58 @@
+// What the subcommands that play sessions share: the options that say what is played, and under which settings.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "Report.h"
+#include "Runner.h"
+
+namespace Replay {
+
+/// The options as they were given.
+struct SessionArguments {
+    std::string input;
+    std::string plugin;
+    std::string propertyFile;
+    std::vector<std::string> properties;
+    std::string hint;
+    std::string policy;
+    std::string timeoutMs;
+    size_t historyDepth = 30;
+    double resultAfterMs = 66;
+    std::vector<std::string> assume;
+    std::string client;
+    std::vector<std::string> requests;
+};
+
+/// For CLI::Option::check.
+std::string notEmpty(std::string const& text);
+
+/// Adds --plugin, --setprop, --props, --history, --result-ms, --assume and --client.
+void addHostOptions(CLI::App& app, SessionArguments& arguments);
+
+/// Adds --hint, --policy and --timeout-ms, one value each.
+void addSettingOptions(CLI::App& app, SessionArguments& arguments);
+
+/// Adds --request.
+void addRequestOption(CLI::App& app, SessionArguments& arguments);
+
+/// Sets the properties of file and command line over those of the recording: the later one wins.
+void setProperties(SessionArguments const& arguments, Recording const& recording);
+
+/// The text's sessions under the settings of `arguments`, which come into force. What is in force, the plug-in and
+/// the notes are put into `report`. Throws SessionError and PropertyError.
+Recording readRecording(SessionArguments const& arguments, Report& report);
+
+std::set<RequestNo> requestsOf(Recording const& recording);
+
+/// --request: R94 or 94; each has to be among `known`.
+std::set<RequestNo> chosenRequests(SessionArguments const& arguments, std::set<RequestNo> const& known);
+
+/// What `report` was read for, as the runner takes it.
+RunOptions runOptions(Report const& report);
+
+/// Plays the recording's sessions into `report`, each in its own process; failures are told on standard error and
+/// counted. False: the plug-in cannot be loaded.
+bool playSessions(Recording const& recording, RunOptions options, Report& report);
+
+}  // namespace Replay
