@@ -133,6 +133,18 @@ Phrase const* findPhrase(Phrase const (&phrases)[N], std::string const& line) {
     return found == phrases + N ? nullptr : found;
 }
 
+/// Whether a line that says how a call ends was cut before it says so.
+bool isTorn(std::string const& rest) {
+    static constexpr struct {
+        std::string_view start;
+        std::string_view part;
+    } kWhole[] = {
+        {"zsdTs(", "=> hf"}, {"select #", " hfs"}, {"SELECT: ", "]"}, {"INFO: ", "="}, {"TIMEOUT: ", "to non-Zsl"}};
+    return rest.size() < 6 || std::any_of(std::begin(kWhole), std::end(kWhole), [&](auto const& whole) {
+               return startsWith(rest, whole.start) && !contains(rest, whole.part);
+           });
+}
+
 bool isVerdict(std::string const& line) { return startsWith(line, "[isQualify] "); }
 
 }  // namespace
@@ -177,6 +189,8 @@ void CallReader::take(std::string const& line) {
         takeOfRequest(line, line.substr(length));
     } else if (startsWith(line, "[Fatal]")) {
         mCall.steps.push_back("error: " + line);
+    } else if (!contains(line, "DEBUG: ") && !startsWith(line, "[invokeADB]")) {
+        mIsTorn = true;  // every other line names its request
     }
 }
 
@@ -218,7 +232,8 @@ void CallReader::takeVerdict(std::string const& line) {
         verdict.isUnchecked = true;
         mCall.hasTimedOut = true;
     } else if (!contains(line, "] OK")) {
-        return;  // a line that was cut
+        mIsTorn = true;
+        return;
     }
     mDetail = {};
     if (frameNo) {
@@ -228,6 +243,7 @@ void CallReader::takeVerdict(std::string const& line) {
 }
 
 void CallReader::takeOfRequest(std::string const& line, std::string const& rest) {
+    mIsTorn = mIsTorn || isTorn(rest);
     auto const step = [&](std::string text) { mCall.steps.push_back(std::move(text)); };
     auto const frameAfter = [&](std::string_view label) {
         auto const number = numberAfter(rest, label);
@@ -331,8 +347,9 @@ void CallReader::takeMapping(std::string const& rest) {
 CallStory CallReader::endCall() {
     CallStory call = std::move(mCall);
     call.reason = !mOther.name.empty() ? mOther : mRefusal;
-    call.isEndKnown = call.isEndKnown || mHasDebug || call.isServed || !mOther.name.empty();
-    if (call.reason.name.empty() && mHasDebug) {
+    bool const isWhole = mHasDebug && !mIsTorn;
+    call.isEndKnown = call.isEndKnown || isWhole || call.isServed || !mOther.name.empty();
+    if (call.reason.name.empty() && isWhole) {
         call.reason = call.hasTimedOut ? Reason{"timed out", "no frame had come by the time-out"}
                       : call.isServed ? Reason{"the burst went non-ZSL before", "its burst went without ZSL before"}
                                       : Reason{"its frame in flight", "its frame had not arrived yet"};

@@ -75,6 +75,7 @@ class CallReader {
     bool mHasDebug;
     bool mIsOpening = false;  // only lines that may stand before a call's first own line were read
     bool mHasLines = false;
+    bool mIsTorn = false;  // a line was cut, so that what no line says may still have happened
     CallStory mCall;
     Reason mDetail;   // of the frame being judged
     Reason mRefusal;  // of the last frame that was refused

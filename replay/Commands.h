@@ -11,5 +11,6 @@ constexpr int kExitBadInput = 2;  ///< bad arguments or input
 /// Each adds its options to `app`; what it answers runs it, once they are parsed, and answers the exit code.
 std::function<int()> addPlay(CLI::App& app);
 std::function<int()> addExplain(CLI::App& app);
+std::function<int()> addSweep(CLI::App& app);
 
 }  // namespace Replay

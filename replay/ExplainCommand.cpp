@@ -2,7 +2,6 @@
 #include <iostream>
 
 #include "Commands.h"
-#include "Input.h"
 #include "Logcat.h"
 #include "SessionOptions.h"
 
@@ -28,7 +27,7 @@ class Printer {
 
 int explainSessions(Arguments const& arguments) {
     Report report;
-    Recording const recording = readRecording(arguments, report);
+    Recording const recording = readRecording(arguments, readInput(arguments.input), report);
     report.requests = chosenRequests(arguments, requestsOf(recording));
     RunOptions options = runOptions(report);
     options.host.explain = true;

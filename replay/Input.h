@@ -21,4 +21,7 @@ Input readText(std::string const& path);
 /// SessionError.
 Input readInput(std::string const& path);
 
+/// The same of a text that was read already; `name` is for messages.
+Input inputOf(std::string const& name, std::string const& text);
+
 }  // namespace Replay

@@ -17,7 +17,7 @@ struct Arguments : SessionArguments {
 
 int play(Arguments const& arguments) {
     Report report;
-    Recording const recording = readRecording(arguments, report);
+    Recording const recording = readRecording(arguments, readInput(arguments.input), report);
     report.requests = chosenRequests(arguments, requestsOf(recording));
     RunOptions options = runOptions(report);
     if (!arguments.logLevel.empty()) {

@@ -11,7 +11,6 @@
 #include <fstream>
 #include <iostream>
 
-#include "Input.h"
 #include "TagTable.h"
 
 namespace Replay {
@@ -161,19 +160,18 @@ void setProperties(SessionArguments const& arguments, Recording const& recording
     if (!arguments.timeoutMs.empty()) {
         force(kForceTimeout, wholeNumber(arguments.timeoutMs, "--timeout-ms"));
     }
-    for (std::string const& warning : propertyWarnings()) {
+    for (std::string const& warning : arguments.isQuiet ? std::vector<std::string>() : propertyWarnings()) {
         std::cerr << "zsl-replay: warning: " << warning << '\n';
     }
 }
 
-Recording readRecording(SessionArguments const& arguments, Report& report) {
+Recording readRecording(SessionArguments const& arguments, Input const& input, Report& report) {
     report.plugin = arguments.plugin.empty() ? defaultPlugin() : arguments.plugin;
     report.historyDepth = arguments.historyDepth;
-    Input const input = readInput(arguments.input);
     if (input.isSession) {
         for (auto const& [option, isUsed] :
              {std::pair("--assume", !arguments.assume.empty()), std::pair("--client", !arguments.client.empty())}) {
-            if (isUsed) {
+            if (isUsed && !arguments.isQuiet) {
                 throw SessionError(std::string(option) + " is for dumps; " + input.name + " is a session file");
             }
         }

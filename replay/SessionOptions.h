@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Input.h"
 #include "Report.h"
 #include "Runner.h"
 
@@ -22,6 +23,7 @@ struct SessionArguments {
     std::vector<std::string> assume;
     std::string client;
     std::vector<std::string> requests;
+    bool isQuiet = false;  ///< no warnings, and options that an input does not need are let pass
 };
 
 /// For CLI::Option::check.
@@ -39,9 +41,9 @@ void addRequestOption(CLI::App& app, SessionArguments& arguments);
 /// Sets the properties of file and command line over those of the recording: the later one wins.
 void setProperties(SessionArguments const& arguments, Recording const& recording);
 
-/// The text's sessions under the settings of `arguments`, which come into force. What is in force, the plug-in and
+/// The input's sessions under the settings of `arguments`, which come into force. What is in force, the plug-in and
 /// the notes are put into `report`. Throws SessionError and PropertyError.
-Recording readRecording(SessionArguments const& arguments, Report& report);
+Recording readRecording(SessionArguments const& arguments, Input const& input, Report& report);
 
 std::set<RequestNo> requestsOf(Recording const& recording);
 

@@ -28,13 +28,21 @@ constexpr Command kCommands[] = {
      "\n"
      "Other commands, each with its own --help:\n"
      "  zsl-replay explain INPUT                     why, call by call; also from a logcat\n"
+     "  zsl-replay sweep INPUT...                    many inputs under many settings, compared\n"
      "\n"
      "INPUT is a session file (JSON) or what `adb shell cmd media.camera watch dump` printed."},
     {"explain", "Tells call by call why each request got its frames.", Replay::addExplain,
      "Examples:\n"
      "  zsl-replay explain --request R94 dump.txt    one request of a session\n"
      "  adb logcat -d -s SampleSelector | zsl-replay explain --logcat -\n"
-     "                                               what a phone's log says"}};
+     "                                               what a phone's log says"},
+    {"sweep", "Plays many inputs under many combinations of settings, and compares.", Replay::addSweep,
+     "Examples:\n"
+     "  zsl-replay sweep sessions/ --hint 0,2,3 --policy default,0 --timeout-ms 300,1000\n"
+     "  cat sessions.ndjson | zsl-replay sweep --ndjson --hint 0,2 -\n"
+     "\n"
+     "default leaves a setting to the input's own properties, and else to the plug-in. A row of the table is a\n"
+     "combination, summed over all inputs. An input that fails is told, left out and counted."}};
 
 int run(Command const& command, int argc, char** argv) {
     bool const isPlay = &command == &kCommands[0];
