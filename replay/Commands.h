@@ -12,5 +12,6 @@ constexpr int kExitBadInput = 2;  ///< bad arguments or input
 std::function<int()> addPlay(CLI::App& app);
 std::function<int()> addExplain(CLI::App& app);
 std::function<int()> addSweep(CLI::App& app);
+std::function<int()> addGenerate(CLI::App& app);
 
 }  // namespace Replay

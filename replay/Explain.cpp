@@ -165,6 +165,9 @@ void Explainer::writeFold() {
         line += mFold.calls == 1 ? " after " + std::to_string(mFold.fromMs)
                                  : " from " + std::to_string(mFold.fromMs) + " to " + std::to_string(mFold.toMs);
         line += " ms: as before";
+        std::sort(mFold.added.begin(), mFold.added.end(), [](Verdict const& left, Verdict const& right) {
+            return static_cast<int32_t>(left.frameNo - right.frameNo) < 0;  // numbers may wrap
+        });
         mLines.push_back(mFold.added.empty() ? line : line + "; " + join(mFold.added));
     }
     mFold = {};

@@ -146,6 +146,9 @@ class Host {
 
     void takeLine(int priority, char const* tag, std::string const& text) {
         mReader.take(text);
+        if (mOptions.keepLog) {
+            mResult.log.push_back({priority, tag, text, mNowNs});
+        }
         if (mOptions.onLogLine) {
             mOptions.onLogLine({priority, tag, text, mNowNs});
         }
@@ -244,9 +247,7 @@ class Host {
         if (mOptions.explain) {
             for (Verdict const& verdict : call.verdicts) {
                 if (FrameLife* const life = lifeOf(verdict.frameNo)) {
-                    life->isJudged = true;
-                    life->isRefused = verdict.isRefused;
-                    life->reason = verdict.reason.name;
+                    life->verdicts[outcome.request->requestNo] = verdict;
                 }
             }
             if (call.isNamed) {

@@ -35,29 +35,28 @@ struct Outcome {
     bool isNonZsl() const;  ///< answered, and at least one of its frames is captured without ZSL
 };
 
-/// What became of a frame of the session.
-struct FrameLife {
-    int64_t leftNs = -1;                                ///< out of the history; -1: it stayed to the end
-    std::vector<std::pair<int64_t, int64_t>> lockedNs;  ///< from, to
-    bool isJudged = false;
-    bool isRefused = false;  ///< by the last verdict on it
-    std::string reason;      ///< of that refusal, short
-};
-
-struct SessionResult {
-    std::vector<Outcome> outcomes;  ///< in the order of the session's requests
-    std::vector<FrameLife> frames;  ///< with HostOptions::explain: in the order of the session's frames
-    int64_t endNs = 0;              ///< of the last event
-    size_t lockedAtEnd = 0;
-    bool isExplained = true;  ///< the reasons of all calls are known: there were not too many (HostOptions)
-};
-
 /// A line of the plug-in's log and the session time at which it was written.
 struct LogLine {
     int priority;
     std::string tag;
     std::string text;
     int64_t sessionNs;
+};
+
+/// What became of a frame of the session.
+struct FrameLife {
+    int64_t leftNs = -1;                                ///< out of the history; -1: it stayed to the end
+    std::vector<std::pair<int64_t, int64_t>> lockedNs;  ///< from, to
+    std::map<RequestNo, Verdict> verdicts;              ///< the last of each request
+};
+
+struct SessionResult {
+    std::vector<Outcome> outcomes;  ///< in the order of the session's requests
+    std::vector<FrameLife> frames;  ///< with HostOptions::explain: in the order of the session's frames
+    std::vector<LogLine> log;       ///< with HostOptions::keepLog
+    int64_t endNs = 0;              ///< of the last event
+    size_t lockedAtEnd = 0;
+    bool isExplained = true;  ///< the reasons of all calls are known: there were not too many (HostOptions)
 };
 
 struct HostOptions {
@@ -69,6 +68,7 @@ struct HostOptions {
     /// So many calls are made with an open gate, for the reasons; reading them takes longer than the calls.
     size_t explainedCalls = 100000;
     bool explain = false;  ///< explain every request, and tell what became of every frame; no limit of calls then
+    bool keepLog = false;  ///< put the log into the result
     std::function<void(size_t events, size_t all)> onProgress;  ///< called after every event; may be empty
 };
 

@@ -1,10 +1,16 @@
 // zsl-replay play: plays a recorded camera session through the plug-in and tells which frames it chose, and why.
 #include <vzrcam/LogSink.h>
 
+#include <cerrno>
+#include <cstring>
+#include <fstream>
 #include <iostream>
 
 #include "Commands.h"
+#include "Page.h"
 #include "SessionOptions.h"
+#include "Timeline.h"
+#include "Trace.h"
 
 namespace Replay {
 
@@ -13,7 +19,29 @@ namespace {
 struct Arguments : SessionArguments {
     std::string logLevel;
     bool asJson = false;
+    std::string pageFile;
+    std::string svgFile;
+    std::string traceFile;
 };
+
+/// Writes a picture into a file; false: it could not be written, which is told.
+bool writeFile(std::string const& path, void (*write)(std::ostream&, Report const&), Report const& report) {
+    if (path.empty()) {
+        return true;
+    }
+    errno = 0;
+    std::ofstream file(path);
+    if (file) {
+        write(file, report);
+    }
+    file.close();
+    if (!file) {
+        std::cerr << "zsl-replay: " << path << ": " << (errno != 0 ? std::strerror(errno) : "cannot be written")
+                  << '\n';
+        return false;
+    }
+    return true;
+}
 
 int play(Arguments const& arguments) {
     Report report;
@@ -31,11 +59,17 @@ int play(Arguments const& arguments) {
             }
         };
     }
+    options.host.explain =
+        !arguments.pageFile.empty() || !arguments.svgFile.empty() || !arguments.traceFile.empty();
+    options.host.keepLog = !arguments.traceFile.empty();
     if (!playSessions(recording, options, report)) {
         return kExitFailed;
     }
     (arguments.asJson ? printJson : printTable)(std::cout, report);
-    return report.failed > 0 ? kExitFailed : 0;
+    bool const isWritten = writeFile(arguments.pageFile, writePage, report) &&
+                           writeFile(arguments.svgFile, writeSvg, report) &&
+                           writeFile(arguments.traceFile, writeTrace, report);
+    return report.failed > 0 || !isWritten ? kExitFailed : 0;
 }
 
 }  // namespace
@@ -49,6 +83,14 @@ std::function<int()> addPlay(CLI::App& app) {
     addSettingOptions(app, *arguments);
     addRequestOption(app, *arguments);
     app.add_flag("--json", arguments->asJson, "Print JSON in place of the table");
+    app.add_option("--html", arguments->pageFile,
+                   "Write a page with timeline and explanations, which stands alone, into this file")
+        ->check(notEmpty);
+    app.add_option("--svg", arguments->svgFile, "Write the timeline alone, as SVG, into this file")
+        ->check(notEmpty);
+    app.add_option("--trace", arguments->traceFile,
+                   "Write trace events for ui.perfetto.dev or chrome://tracing into this file")
+        ->check(notEmpty);
     app.add_option("--log", arguments->logLevel, "Show the plug-in's log from this level on, on standard error")
         ->check(CLI::IsMember({"V", "D", "I", "W", "E", "F", "S"}));
     addHostOptions(app, *arguments);

@@ -24,10 +24,20 @@ Json toJson(SessionResult const& result) {
     }
     Json frames = Json::array();
     for (FrameLife const& life : result.frames) {
-        frames.push_back({life.leftNs, life.lockedNs, life.isJudged, life.isRefused, life.reason});
+        Json verdicts = Json::array();
+        for (auto const& [requestNo, verdict] : life.verdicts) {
+            verdicts.push_back({requestNo, verdict.frameNo, verdict.isRefused, verdict.isUnchecked,
+                                verdict.reason.name, verdict.reason.words});
+        }
+        frames.push_back({life.leftNs, life.lockedNs, verdicts});
+    }
+    Json log = Json::array();
+    for (LogLine const& line : result.log) {
+        log.push_back({line.priority, line.tag, line.text, line.sessionNs});
     }
     return {{"outcomes", outcomes},
             {"frames", frames},
+            {"log", log},
             {"endNs", result.endNs},
             {"lockedAtEnd", result.lockedAtEnd},
             {"isExplained", result.isExplained}};
@@ -53,8 +63,16 @@ SessionResult fromJson(Json const& json, Session const& session) {
         outcome.explanation = {from.at(9), from.at(10).get<std::vector<std::string>>(), from.at(11)};
     }
     for (Json const& from : json.at("frames")) {
-        result.frames.push_back({from.at(0), from.at(1).get<std::vector<std::pair<int64_t, int64_t>>>(), from.at(2),
-                                 from.at(3), from.at(4)});
+        FrameLife& life = result.frames.emplace_back();
+        life.leftNs = from.at(0);
+        life.lockedNs = from.at(1).get<std::vector<std::pair<int64_t, int64_t>>>();
+        for (Json const& verdict : from.at(2)) {
+            life.verdicts[verdict.at(0)] = {
+                verdict.at(1), verdict.at(2), verdict.at(3), {verdict.at(4), verdict.at(5), false}};
+        }
+    }
+    for (Json const& from : json.at("log")) {
+        result.log.push_back({from.at(0), from.at(1), from.at(2), from.at(3)});
     }
     result.endNs = json.at("endNs");
     return result;

@@ -25,10 +25,12 @@ constexpr Command kCommands[] = {
      "  zsl-replay --policy 'ZeroShutterDelay|ContinuousFrame' dump.txt\n"
      "                                               the same captures without quality checks\n"
      "  zsl-replay --hint 2 --json dump.txt          still-capture runs as reprocess bursts, as JSON\n"
+     "  zsl-replay --html page.html session.json     a page with timeline and explanations\n"
      "\n"
      "Other commands, each with its own --help:\n"
      "  zsl-replay explain INPUT                     why, call by call; also from a logcat\n"
      "  zsl-replay sweep INPUT...                    many inputs under many settings, compared\n"
+     "  zsl-replay generate                          plausible sessions, by chance\n"
      "\n"
      "INPUT is a session file (JSON) or what `adb shell cmd media.camera watch dump` printed."},
     {"explain", "Tells call by call why each request got its frames.", Replay::addExplain,
@@ -42,7 +44,11 @@ constexpr Command kCommands[] = {
      "  cat sessions.ndjson | zsl-replay sweep --ndjson --hint 0,2 -\n"
      "\n"
      "default leaves a setting to the input's own properties, and else to the plug-in. A row of the table is a\n"
-     "combination, summed over all inputs. An input that fails is told, left out and counted."}};
+     "combination, summed over all inputs. An input that fails is told, left out and counted."},
+    {"generate", "Writes plausible sessions to standard output, a line each.", Replay::addGenerate,
+     "Examples:\n"
+     "  zsl-replay generate --seed 7 --seconds 5 --fps 30 --captures 6 > session.json\n"
+     "  zsl-replay generate --count 1000 | zsl-replay sweep --hint 0 --policy default,0 -"}};
 
 int run(Command const& command, int argc, char** argv) {
     bool const isPlay = &command == &kCommands[0];
