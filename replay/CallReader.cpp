@@ -243,7 +243,10 @@ void CallReader::takeVerdict(std::string const& line) {
 }
 
 void CallReader::takeOfRequest(std::string const& line, std::string const& rest) {
-    mIsTorn = mIsTorn || isTorn(rest);
+    if (isTorn(rest)) {
+        mIsTorn = true;
+        return;
+    }
     auto const step = [&](std::string text) { mCall.steps.push_back(std::move(text)); };
     auto const frameAfter = [&](std::string_view label) {
         auto const number = numberAfter(rest, label);

@@ -46,6 +46,7 @@ bool writeFile(std::string const& path, void (*write)(std::ostream&, Report cons
 int play(Arguments const& arguments) {
     Report report;
     Recording const recording = readRecording(arguments, readInput(arguments.input), report);
+    report.notes = recording.notes;
     report.requests = chosenRequests(arguments, requestsOf(recording));
     RunOptions options = runOptions(report);
     if (!arguments.logLevel.empty()) {

@@ -1,13 +1,7 @@
 // The replay tool's readers and its host.
-#include <gtest/gtest.h>
-#include <vzrcam/PropertyStore.h>
-
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
-#include "CallReader.h"
-#include "Host.h"
+#include "Desk.h"
 #include "Scene.h"
 #include "Session.h"
 
@@ -24,13 +18,6 @@ std::string readError(std::string const& text) {
     } catch (SessionError const& error) {
         return error.what();
     }
-}
-
-std::string textOf(std::string const& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    EXPECT_FALSE(text.str().empty()) << path;
-    return text.str();
 }
 
 /// A session a line, and behind "=>" what the reader says of it.
@@ -165,29 +152,6 @@ TEST(PhoneDump, UnusableFiles) {
 }
 
 /// What reasons are read from the lines of a call.
-TEST(CallReader, Reasons) {
-    std::pair<std::vector<char const*>, char const*> const cases[] = {
-        {{"[isAFStable] AF fail: afMode=4 afState=1 lensState=1", "[isQualify] hf[F8] AF X"}, "AF scanning"},
-        {{"[isAFStable] AF fail: afMode=4 afState=2 lensState=1", "[isQualify] hf[F8] AF X"}, "AF lens moving"},
-        {{"[isAFStable] tag(0x10007) not found! (isAFStable)", "[isQualify] hf[F8] AF X"}, "AF afMode absent"},
-        {{"[isMatched] [isAEStable] tag(0x1001f) val=1 target=2,3 bc=0", "[isQualify] hf[F8] AE X"},
-         "AE searching"},
-        {{"[isQualify] hf[F7] (soft) AE X", "[isQualify] hf[F8] does not include tareget EV=3"}, "EV"},
-        {{"[isQualify] hf[F7] FrameSync X", "[multiFrameSelect] x cannot get continuous hfs"},
-         "sensors not in sync"},
-        {{"[isQualify] hf[F8] OK", "[f] x MAPPING: (Verify failed! operate at R1)"}, "verification failed"},
-        {{"[f] x DEBUG: not pre-collect, IspHidlReqObj={index=null }, send to pending"}, "other phase"},
-        {{"[f] x DEBUG: cannot select R2 (FIFO), needSelectReqs={R1 R2 }"}, "not its turn"},
-        {{"[isQualify] hf[F8] OK"}, ""}};
-    for (auto const& [lines, text] : cases) {
-        CallReader reader;
-        for (char const* line : lines) {
-            reader.take(line);
-        }
-        EXPECT_EQ(reader.endCall().reason.name, text);
-    }
-}
-
 /// A selector that says what the test wants it to say.
 class Puppet : public ISelector {
   public:
@@ -267,29 +231,13 @@ std::string rowsOf(SessionResult const& result) {
 
 /// Every bundled session ends as it did when its description was checked.
 TEST(BundledSessions, EndAsDescribed) {
-    namespace Properties = NSCam::Utils::Properties;
     std::set<std::filesystem::path> const paths(std::filesystem::directory_iterator(SESSIONS), {});
     std::string played;
     for (auto const& path : paths) {
-        Session const session = readSession(textOf(path), path).sessions.at(0);
-        Properties::clear();
-        Properties::set("vendor.debug.camera.zsl.runtime.adb",
-                        "1");  // read once in a process; harmless where not set
-        for (auto const& [name, value] : session.properties) {
-            Properties::set(name, value);
-        }
-        HostOptions options;
-        options.makeSelector = [] {
-            std::shared_ptr<ISelector> selector;
-            createCustomSelector(selector);
-            return selector;
-        };
-        played += path.stem().string() + rowsOf(play(session, options)) + "\n";
+        Session session;
+        played += path.stem().string() + rowsOf(playFile(path, session)) + "\n";
     }
-    if (std::getenv("ZSL_UPDATE") != nullptr) {
-        std::ofstream(DATA "/bundled-sessions.txt") << played;
-    }
-    EXPECT_EQ(played, textOf(DATA "/bundled-sessions.txt"));
+    expectFile("bundled-sessions.txt", played);
 }
 
 }  // namespace

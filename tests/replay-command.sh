@@ -76,6 +76,32 @@ if [ -e /dev/full ]; then
     "${emulator[@]}" "$replay" "$sessions/stable-scene.json" 2>"$work/out" >/dev/full
     [ $? -eq 1 ] && grep -q 'cannot write to standard output' "$work/out" || { echo "FAILED: full"; failures=$((failures + 1)); }
 fi
+# explain, sweep, generate and the pictures.
+check explain 0 '^R900 waited 1024 ms, past the time-out of 1000 ms, because .* then it took F25 without' explain --request R900 "$sessions/time-out.json"
+"$@" "$replay" --log D "$sessions/time-out.json" 2>"$work/selector.log" >/dev/null
+check explainLogcat 0 '^R901 waited 1008 ms' explain --logcat "$work/selector.log"
+check explainStdin 0 '^R901 waited 1008 ms' explain --logcat - --request 901 <"$work/selector.log"
+check explainNoCall 2 'no call of the selector; looked for the tag SampleSelector' explain --logcat "$work/log"
+check explainNothing 2 'explain what\?' explain
+check explainBoth 2 'excludes' explain --logcat "$work/log" "$work/dump"
+# The same on every machine and with every standard library.
+"$@" "$replay" generate --seed 7 --sensors 2 --burst 3 | cksum | grep -q '^3293878639 12336$' ||
+    { echo "FAILED: generate: another session than elsewhere"; failures=$((failures + 1)); }
+check generateBad 2 '\-\-fps' generate --fps 0
+"$@" "$replay" generate --count 3 >"$work/sessions"
+mkdir -p "$work/folder/below"
+cp "$sessions/stable-scene.json" "$work/folder/b.json"
+cp "$work/dump" "$work/folder/below/a.txt"
+check sweep 0 '^2 +default +300 +3 +3 +0 +0 ' sweep --hint 0,2 --timeout-ms 300,1000 "$work/folder"
+check sweepCsv 0 '^0,None,default,18,18,0,0,' sweep --csv --hint 0 --policy default,None - <"$work/sessions"
+check sweepNdjson 0 '^{"input":"standard input line 2","hint":0,.*"requests":6,' sweep --ndjson - <"$work/sessions"
+check sweepBad 1 '1 of 3 inputs failed' sweep "$work/folder" "$work/bad.json"
+check sweepBadTold 1 'bad.json: /requests/0: expected an object' sweep --hint 0,2 "$work/bad.json" "$work/folder"
+check sweepSetting 2 "--hint: there is no strategy 7" sweep --hint 0,7 "$work/folder"
+check sweepNoPlugin 1 'cannot load the plug-in /nonexistent.so' sweep --plugin /nonexistent.so "$work/folder"
+BROKEN=abort check sweepBroken 1 '2 of 2 inputs failed' sweep --plugin "$broken" "$work/folder"
+check pictures 0 '^2 requests' --html "$work/page.html" --svg "$work/timeline.svg" --trace "$work/trace.json" "$sessions/time-out.json"
+check pictureNowhere 1 'nowhere/page.html: No such file' --html "$work/nowhere/page.html" "$sessions/time-out.json"
 check noFile 2 'nosuch: No such file' nosuch
 check badSession 2 'bad.json: /requests/0: expected an object' "$work/bad.json"
 check badDump 2 'props: no line of a camera' "$work/props"

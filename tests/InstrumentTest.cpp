@@ -1,0 +1,251 @@
+// The log understood, explanations, pictures and comparisons.
+#include <vzrcam/LogSink.h>
+
+#include <nlohmann/json.hpp>
+
+#include "Desk.h"
+#include "Generate.h"
+#include "Logcat.h"
+#include "Markup.h"
+#include "Page.h"
+#include "Sweep.h"
+#include "Trace.h"
+
+namespace ZslTest {
+namespace {
+
+using namespace Replay;
+
+TEST(CallReader, Reasons) {
+    std::string const request = "[f] [r1,0/9ms]<ispHidl>IspHidl(0/2) ";
+    std::pair<std::vector<std::string>, char const*> const cases[] = {
+        {{"[isAFStable] AF fail: afMode=4 afState=1 lensState=1", "[isQualify] hf[F8] AF X"}, "AF scanning"},
+        {{"[isAFStable] AF fail: afMode=4 afState=2 lensState=1", "[isQualify] hf[F8] AF X"}, "AF lens moving"},
+        {{"[isAFStable] tag(0x10007) not found! (isAFStable)", "[isQualify] hf[F8] AF X"}, "AF afMode absent"},
+        {{"[isMatched] [isAEStable] tag(0x1001f) val=1 target=2,3 bc=0", "[isQualify] hf[F8] AE X"},
+         "AE searching"},
+        {{"[isQualify] hf[F7] (soft) AE X", "[isQualify] hf[F8] does not include tareget EV=3"}, "EV"},
+        {{"[isQualify] hf[F7] FrameSync X", request + "cannot get continuous hfs"}, "sensors not in sync"},
+        {{"[isQualify] hf[F8] OK", request + "MAPPING: (Verify failed! operate at R1)"}, "verification failed"},
+        {{request + "DEBUG: not pre-collect, IspHidlReqObj={index=null }, send to pending"}, "other phase"},
+        {{request + "DEBUG: cannot select R2 (FIFO), needSelectReqs={R1 R2 }"}, "not its turn"},
+        {{"[isQualify] hf[F8] OK", request + "select #1/1 hfs"}, "its frame in flight"},
+        {{request + "zsdTs(12"}, ""},  // cut: it may have been served
+        {{"[isQualify] hf[F8] A"}, ""},
+        {{"[mult"}, ""}};
+    for (auto const& [lines, text] : cases) {
+        CallReader reader;
+        for (std::string const& line : lines) {
+            reader.take(line);
+        }
+        EXPECT_EQ(reader.endCall().reason.name, text) << lines.back();
+    }
+}
+
+/// Some requests of bundled sessions that meet what there is to tell.
+std::vector<std::pair<std::string, std::vector<RequestNo>>> const kTold = {{"time-out", {900, 901}},
+                                                                           {"stable-scene", {900}},
+                                                                           {"fifo-out-of-order", {902}},
+                                                                           {"latest-verify-fails", {902, 903}},
+                                                                           {"quality-none-passes", {900, 902}},
+                                                                           {"mfnr-hdr", {903}}};
+
+TEST(Explain, BundledSessionsInWords) {
+    std::string told;
+    for (auto const& [name, requests] : kTold) {
+        Session session;
+        HostOptions options;
+        options.explain = true;
+        for (Outcome const& outcome : playFile(SESSIONS "/" + name + ".json", session, options).outcomes) {
+            if (std::count(requests.begin(), requests.end(), outcome.request->requestNo) != 0) {
+                told += name + ": " + outcome.explanation.text() + '\n';
+            }
+        }
+    }
+    expectFile("explained.txt", told);
+}
+
+/// A log in one of the forms of logcat.
+using Form = std::string (*)(LogLine const&);
+
+Form const kForms[] = {
+    [](LogLine const& line) {
+        return NSCam::Utils::Log::threadtimeLine(line.priority, line.tag.c_str(), line.text, line.sessionNs) + "\r";
+    },
+    [](LogLine const& line) {
+        return std::string("2026-01-01 00:00:01.225123 +0100 root  77  78 ") +
+               NSCam::Utils::Log::priorityLetter(line.priority) + " SampleSelector: " + line.text;
+    },
+    [](LogLine const& line) {
+        return std::string("01-01 00:00:01.225 ") + NSCam::Utils::Log::priorityLetter(line.priority) +
+               "/SampleSelector(   77): " + line.text;
+    },
+    [](LogLine const& line) {
+        return std::string(1, NSCam::Utils::Log::priorityLetter(line.priority)) + "/SampleSelector: " + line.text;
+    }};
+
+TEST(Explain, ALogcatTellsTheSame) {
+    for (char const* const name : {"time-out", "fifo-out-of-order", "quality-none-passes", "mfnr-hdr"}) {
+        Session session;
+        HostOptions options;
+        options.explain = options.keepLog = true;
+        SessionResult const result = playFile(SESSIONS "/" + std::string(name) + ".json", session, options);
+        for (Form const form : kForms) {
+            std::string log = "--------- beginning of main\n01-01 00:00:00.000  1  1 I Other: SampleSelector: no\n";
+            std::string other;
+            for (LogLine const& line : result.log) {
+                log += form(line) + '\n';
+                // Another process writes the same in between.
+                log += "01-01 00:00:00.000  4711  4711 " +
+                       std::string(1, NSCam::Utils::Log::priorityLetter(line.priority)) +
+                       " SampleSelector: " + line.text + '\n';
+            }
+            auto const processes = readLogcat(log);
+            ASSERT_EQ(processes.size(), 2U);
+            for (LoggedProcess const& process : processes) {
+                EXPECT_TRUE(process.hasDebug);
+                ASSERT_EQ(process.requests.size(), result.outcomes.size());
+                for (LoggedRequest const& request : process.requests) {
+                    auto const outcome =
+                        std::find_if(result.outcomes.begin(), result.outcomes.end(), [&](Outcome const& candidate) {
+                            return candidate.request->requestNo == request.requestNo;
+                        });
+                    EXPECT_EQ(request.explanation.text(), outcome->explanation.text()) << log.substr(0, 200);
+                }
+            }
+        }
+    }
+}
+
+TEST(Explain, LogsThatLackLines) {
+    std::string const head = "01-01 00:00:00.000  1  1 ";
+    std::string const request = "[r9,20/1000ms]<multiFrame> ";
+    std::string const info = head + "I SampleSelector: [select] " + request + "INFO: hint=0, policy=None\n";
+    struct {
+        std::string log;
+        char const* closing;
+    } const cases[] = {
+        {info, "R9 was presented for 20 ms; what its last call answered is not in this log."},
+        {info + head + "D SampleSelector: [multiFrameSelect] " + request + "select #1/1",
+         "R9 was presented for 20 ms; what its last call answered is not in this log."},
+        {info + head + "I SampleSelector: [multiFrameSelect] " + request +
+             "zsdTs(5) => hf[null], do pending directly",
+         "R9 still waited after 20 ms because the frame at the shutter had not arrived yet (1 call)."},
+        {info + head + "I SampleSelector: [isQualify] TIMEOUT: take hf[F3] without checking quality\n" + head +
+             "D SampleSelector: [multiFrameSelect] " + request + "select #1/2 hfs\n" + head +
+             "W SampleSelector: [multiFrameSelect] " + request + "TIMEOUT: sel(#1) < zf(#2), change to non-Zsl",
+         "R9 waited 20 ms, past the time-out of 1000 ms, because no frame had come by the time-out (1 call); then "
+         "it "
+         "took F3 without checking quality: of the history, oldest first, the first with the needed streams and "
+         "sensor modes; 1 more are captured without ZSL."}};
+    for (auto const& one : cases) {
+        auto const processes = readLogcat(one.log);
+        ASSERT_EQ(processes.size(), 1U);
+        ASSERT_EQ(processes[0].requests.size(), 1U);
+        EXPECT_EQ(processes[0].requests[0].explanation.closing, one.closing);
+    }
+    // Served, and presented anew under the same number.
+    std::string const served = head + "D SampleSelector: [multiFrameSelect] " + request + "select #1/1 hfs\n";
+    EXPECT_EQ(readLogcat(info + served + info + served).at(0).requests.size(), 2U);
+    EXPECT_TRUE(readLogcat(head + "I Other: text\nSampleSelector\nD/SampleSelector(1").empty());
+}
+
+/// A session played for pictures.
+class Pictures : public testing::Test {
+  protected:
+    void play(std::string const& name) {
+        HostOptions options;
+        options.explain = options.keepLog = true;
+        mReport.played.push_back({&mSession, playFile(SESSIONS "/" + name + ".json", mSession, options)});
+        mSession.name = "<script>alert(1)</script> \"&'";
+    }
+
+    Session mSession;
+    Report mReport;
+};
+
+TEST_F(Pictures, SlicesOfATrackDoNotOverlap) {
+    play("quality-older-passes");
+    std::ostringstream out;
+    writeTrace(out, mReport);
+    std::map<int, std::vector<std::pair<double, double>>> slices;
+    std::map<int, std::string> tracks;
+    size_t texts = 0;
+    nlohmann::json const trace = nlohmann::json::parse(out.str());
+    for (auto const& event : trace.at("traceEvents")) {
+        if (event.at("name") == "thread_name") {
+            tracks[event.at("tid")] = event.at("args").at("name");
+        }
+        if (event.at("ph") == "X") {
+            slices[event.at("tid")].emplace_back(event.at("ts"), event.at("dur"));
+        }
+        texts += event.at("ph") == "i" && event.contains("args") ? 1 : 0;
+    }
+    std::set<std::string> names;
+    for (auto& [track, spans] : slices) {
+        names.insert(tracks.at(track));
+        std::sort(spans.begin(), spans.end());
+        for (size_t index = 1; index < spans.size(); ++index) {
+            EXPECT_LE(spans[index - 1].first + spans[index - 1].second, spans[index].first + 1e-6);
+        }
+    }
+    for (char const* const name : {"sensor", "in flight 2", "history 30", "lock F22", "lock F25", "R900", "R902"}) {
+        EXPECT_EQ(names.count(name), 1U) << name;
+    }
+    EXPECT_EQ(texts, mReport.played[0].result.log.size());
+}
+
+TEST_F(Pictures, TextOfARecordingStaysText) {
+    play("time-out");
+    std::ostringstream out;
+    writePage(out, mReport);
+    std::string const page = out.str();
+    EXPECT_EQ(page.find("<script>alert"), std::string::npos);
+    EXPECT_NE(page.find("&lt;script&gt;alert(1)&lt;/script&gt; &quot;&amp;&#39;"), std::string::npos);
+    // Each frame and request has its explanation; the refused, the unchecked and the unjudged frame their marks.
+    for (char const* const part :
+         {"href=\"#f-0-26\"", "id=\"f-0-26\"", "href=\"#r-0-1\"", "id=\"r-0-1\"", ">AV</text>", ">?</text>",
+          "R901 non-ZSL", "R900 took it after the time-out, unchecked; taken by R900"}) {
+        EXPECT_NE(page.find(part), std::string::npos) << part;
+    }
+    EXPECT_EQ(escaped("a\x01\x7F\xFFz"), "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBDz");
+}
+
+TEST(Sweep, SumsAndMarks) {
+    Distribution values;
+    EXPECT_EQ(values.quantile(0.5), std::nullopt);
+    for (int const value : {40, 10, 30, 20}) {
+        values.add(value);
+    }
+    EXPECT_EQ(values.quantile(0.5), 20);
+    EXPECT_EQ(values.quantile(0.95), 40);
+
+    Session session;
+    SessionResult const result = playFile(SESSIONS "/time-out.json", session);
+    Tally tally;
+    tally.add(session, result);
+    EXPECT_EQ(columnsOf(Tally::fromJson(tally.toJson())), columnsOf(tally));
+    Tally better = tally;
+    better.add(Tally{1, 1, 0, 0, values, values, {1, 1}, {}, {}});
+    std::ostringstream table;
+    printSweepTable(table, {{"0", "None", "300"}, {"2", "default", "default"}}, {tally, better});
+    std::ostringstream csv;
+    printSweepCsv(csv, {{"0", "None", "300"}}, {tally});
+    expectFile("sweep.txt", table.str() + csv.str());
+}
+
+TEST(Generate, SessionsThatCanBeRead) {
+    for (uint32_t seed = 0; seed < 40; ++seed) {
+        GenerateOptions options;
+        options.seed = seed;
+        options.sensors = 1 + seed % 2;
+        options.burst = seed % 3;
+        options.fps = 10.0 + seed;
+        Session const session = readSession(generateSession(options), "generated").sessions.at(0);
+        EXPECT_EQ(session.requests.size(), 6 * std::max<size_t>(1, options.burst));
+        EXPECT_GT(session.frames.size(), static_cast<size_t>(4 * options.fps));
+    }
+}
+
+}  // namespace
+}  // namespace ZslTest
