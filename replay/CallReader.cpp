@@ -58,7 +58,7 @@ size_t readRequest(std::string const& line, CallStory& call) {
 
 Reason focusDetail(std::string const& line) {
     auto const afState = numberAfter(line, "afState=");
-    bool const isScanning = afState == 1 || afState == 3;
+    bool const isScanning = afState.value_or(0) == 1 || afState.value_or(0) == 3;
     bool const isMoving = numberAfter(line, "lensState=") == 1;
     return {isScanning ? "scanning"
             : isMoving ? "lens moving"
@@ -247,52 +247,15 @@ void CallReader::takeOfRequest(std::string const& line, std::string const& rest)
         mIsTorn = true;
         return;
     }
-    auto const step = [&](std::string text) { mCall.steps.push_back(std::move(text)); };
-    auto const frameAfter = [&](std::string_view label) {
-        auto const number = numberAfter(rest, label);
-        return number ? frameName(*number) : "a frame";
-    };
-    if (size_t const shape = rest.find("hf[F"); shape != std::string::npos) {
-        auto const frame = numberAfter(rest, "hf[F");
-        auto const timestamp = numberAfter(rest, " ts:", shape);
-        if (frame && timestamp) {
-            mCall.timestampNs[static_cast<uint32_t>(*frame)] = *timestamp;
-        }
-        if (frame && startsWith(rest, "zsdTs(")) {
-            mCall.shutterFrame = static_cast<uint32_t>(*frame);
-        }
-    }
     if (startsWith(rest, "zsdTs(")) {
         mCall.shutterNs = numberAfter(rest, "zsdTs(");
-    } else if (startsWith(rest, "search continuous from")) {
-        step("the search for a run of frames begins at " + frameAfter("hf[F"));
-    } else if (startsWith(rest, "cannot get continuous")) {
-        step("no run of frames is long enough");
     } else if (startsWith(rest, "INFO: hint=")) {
         size_t const policy = rest.find("policy=");
         mCall.policy = policy == std::string::npos ? "" : rest.substr(policy + 7);
-    } else if (startsWith(rest, "EMPLACE: ")) {
-        step("the burst begins");
-    } else if (startsWith(rest, "ERASE: ")) {
-        step("the burst is over");
-    } else if (startsWith(rest, "LOCK: ") || startsWith(rest, "UNLOCK: ")) {
-        size_t const request = rest.find(") R");
-        step((rest[0] == 'L' ? "lock " : "unlock ") + frameAfter("hF") +
-             (request != std::string::npos ? " of R" + std::to_string(numberAfter(rest, ") R").value_or(0)) : ""));
-    } else if (contains(rest, "quality check success!")) {
-        step("the set that begins with " + frameAfter("index=") + " passes the quality check");
-    } else if (contains(rest, "quality check failed!")) {
-        step("no set passes the quality check; the one that begins with " + frameAfter("index=") +
-             " is taken anyway");
-    } else if (contains(rest, "change status to ")) {
-        step("the phase changes to " + rest.substr(rest.find("change status to ") + 17) + " for the whole process");
-    } else if (contains(rest, "get pre-collect hint")) {
-        step(frameAfter("DEBUG: F") + " has the pre-collect hint");
-    } else if (contains(rest, "skip pre-collect frames")) {
-        step(frameAfter("get F") + " was collected ahead and is no candidate");
-    } else if (contains(rest, "INVALID: ")) {
-        step("error: " + rest);
     }
+    takeFrame(rest);
+    takeStep(rest);
+    bool const isOwnSelection = mCall.strategy == "multiFrame" || mCall.strategy == "none";
     if (startsWith(rest, "SELECT: ")) {
         mCall.isServed = true;
         if (auto const frame = numberAfter(rest, "[hF")) {
@@ -300,22 +263,11 @@ void CallReader::takeOfRequest(std::string const& line, std::string const& rest)
         }
     } else if (startsWith(rest, "MAPPING: ")) {
         takeMapping(rest);
-    } else if (startsWith(rest, "select #") && (mCall.strategy == "multiFrame" || mCall.strategy == "none")) {
-        auto const count = static_cast<size_t>(numberAfter(rest, "#").value_or(0));
-        auto const needed = static_cast<size_t>(numberAfter(rest, "/").value_or(0));
-        std::vector<uint32_t> passed;
-        for (Verdict const& verdict : mCall.verdicts) {
-            if (!verdict.isRefused) {
-                passed.push_back(verdict.frameNo);
-            }
-        }
-        // The frames that were judged last are the answer; those before belong to runs that broke off.
-        mCall.selected.assign(passed.end() - static_cast<ptrdiff_t>(std::min(count, passed.size())), passed.end());
-        mCall.isServed = count >= needed;
-        mCall.isEndKnown = true;
+    } else if (startsWith(rest, "select #") && isOwnSelection) {
+        takeSelection(rest);
     } else if (contains(rest, "change to non-Zsl")) {
         mCall.hasTimedOut = true;
-        mCall.isServed = mCall.strategy == "multiFrame" || mCall.strategy == "none";
+        mCall.isServed = isOwnSelection;
         auto const missing = numberAfter(rest, "zf(#").value_or(0) - static_cast<int64_t>(mCall.selected.size());
         mCall.selected.insert(mCall.selected.end(), static_cast<size_t>(std::clamp<int64_t>(missing, 0, 64)),
                               kNoFrame);
@@ -324,6 +276,73 @@ void CallReader::takeOfRequest(std::string const& line, std::string const& rest)
     } else if (Phrase const* const other = findPhrase(kOthers, line)) {
         mOther = {other->name, other->words};
     }
+}
+
+/// A frame with its timestamp, "hf[F26 R26 ts:832500000 ...]".
+void CallReader::takeFrame(std::string const& rest) {
+    size_t const shape = rest.find("hf[F");
+    auto const frame = numberAfter(rest, "hf[F");
+    if (shape == std::string::npos || !frame) {
+        return;
+    }
+    if (auto const timestamp = numberAfter(rest, " ts:", shape)) {
+        mCall.timestampNs[static_cast<uint32_t>(*frame)] = *timestamp;
+    }
+    if (startsWith(rest, "zsdTs(")) {
+        mCall.shutterFrame = static_cast<uint32_t>(*frame);
+    }
+}
+
+void CallReader::takeStep(std::string const& rest) {
+    auto const frameAfter = [&](std::string_view label) {
+        auto const number = numberAfter(rest, label);
+        return number ? frameName(*number) : "a frame";
+    };
+    std::string step;
+    if (startsWith(rest, "search continuous from")) {
+        step = "the search for a run of frames begins at " + frameAfter("hf[F");
+    } else if (startsWith(rest, "cannot get continuous")) {
+        step = "no run of frames is long enough";
+    } else if (startsWith(rest, "EMPLACE: ")) {
+        step = "the burst begins";
+    } else if (startsWith(rest, "ERASE: ")) {
+        step = "the burst is over";
+    } else if (startsWith(rest, "LOCK: ") || startsWith(rest, "UNLOCK: ")) {
+        auto const request = numberAfter(rest, ") R");
+        step = (rest[0] == 'L' ? "lock " : "unlock ") + frameAfter("hF");
+        step += request ? " of R" + std::to_string(*request) : "";
+    } else if (contains(rest, "quality check success!")) {
+        step = "the set that begins with " + frameAfter("index=") + " passes the quality check";
+    } else if (contains(rest, "quality check failed!")) {
+        step = "no set passes the quality check; the one that begins with " + frameAfter("index=") +
+               " is taken anyway";
+    } else if (size_t const status = rest.find("change status to "); status != std::string::npos) {
+        step = "the phase changes to " + rest.substr(status + 17) + " for the whole process";
+    } else if (contains(rest, "get pre-collect hint")) {
+        step = frameAfter("DEBUG: F") + " has the pre-collect hint";
+    } else if (contains(rest, "skip pre-collect frames")) {
+        step = frameAfter("get F") + " was collected ahead and is no candidate";
+    } else if (contains(rest, "INVALID: ")) {
+        step = "error: " + rest;
+    }
+    if (!step.empty()) {
+        mCall.steps.push_back(step);
+    }
+}
+
+void CallReader::takeSelection(std::string const& rest) {
+    auto const count = static_cast<size_t>(numberAfter(rest, "#").value_or(0));
+    auto const needed = static_cast<size_t>(numberAfter(rest, "/").value_or(0));
+    std::vector<uint32_t> passed;
+    for (Verdict const& verdict : mCall.verdicts) {
+        if (!verdict.isRefused) {
+            passed.push_back(verdict.frameNo);
+        }
+    }
+    // The frames that were judged last are the answer; those before belong to runs that broke off.
+    mCall.selected.assign(passed.end() - static_cast<ptrdiff_t>(std::min(count, passed.size())), passed.end());
+    mCall.isServed = count >= needed;
+    mCall.isEndKnown = true;
 }
 
 void CallReader::takeMapping(std::string const& rest) {

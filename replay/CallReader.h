@@ -70,6 +70,9 @@ class CallReader {
     void takeVerdict(std::string const& line);
     void takeDetail(std::string const& line);
     void takeOfRequest(std::string const& line, std::string const& rest);
+    void takeFrame(std::string const& rest);
+    void takeStep(std::string const& rest);
+    void takeSelection(std::string const& rest);
     void takeMapping(std::string const& rest);
 
     bool mHasDebug;

@@ -44,7 +44,7 @@ class Explainer {
 
     struct Wait {
         Reason reason;
-        size_t calls;
+        size_t calls = 0;
     };
 
     std::vector<Verdict> newVerdicts(CallStory const& call) const;

@@ -46,7 +46,7 @@ bool readHead(std::string const& head, LogcatLine& read) {
 
 /// A request in the log, the calls of which are still being read.
 struct OpenRequest {
-    uint32_t requestNo;
+    uint32_t requestNo = 0;
     Explainer explainer;
     CallStory last;  // not yet told: that another call follows says how it ended
 };
@@ -153,6 +153,7 @@ std::vector<LoggedProcess> readLogcat(std::string const& text) {
         readers.try_emplace(line.process, line.process, hasDebug[line.process]).first->second.take(line);
     }
     std::vector<LoggedProcess> processes;
+    processes.reserve(ids.size());
     for (std::string const& id : ids) {
         processes.push_back(readers.at(id).end());
     }

@@ -19,7 +19,7 @@ std::optional<LogcatLine> readLogcatLine(std::string const& line);
 
 /// What a log tells of one request.
 struct LoggedRequest {
-    uint32_t requestNo;
+    uint32_t requestNo = 0;
     Explanation explanation;
 };
 

@@ -136,9 +136,10 @@ void Tally::add(Session const& session, SessionResult const& result) {
             auto const lens = valueOf(*frame->second, kLensState);
             auto const aeState = valueOf(*frame->second, kAeState);
             auto const soft = valueOf(*frame->second, kSoftAeState);
-            count(focus, afState || lens, afState != 1 && afState != 3 && lens != 1);
-            count(exposure, aeState.has_value(), aeState == 2 || aeState == 3);
-            count(softExposure, soft.has_value(), soft == 1);
+            bool const isScanning = afState.value_or(0) == 1 || afState.value_or(0) == 3;
+            count(focus, afState || lens, !isScanning && lens.value_or(0) != 1);
+            count(exposure, aeState.has_value(), aeState.value_or(0) == 2 || aeState.value_or(0) == 3);
+            count(softExposure, soft.has_value(), soft.value_or(0) == 1);
         }
     }
 }
@@ -206,6 +207,7 @@ void printSweepTable(std::ostream& out, std::vector<Combination> const& combinat
     }
     for (size_t column = 0; column < std::size(kColumns); ++column) {
         std::vector<std::optional<double>> values;
+        values.reserve(tallies.size());
         for (Tally const& tally : tallies) {
             values.push_back(columnsOf(tally)[column].second);
         }

@@ -128,8 +128,8 @@ class Collector {
   private:
     struct Named {
         std::string name;
-        size_t left;  // combinations
-        bool hasFailed;
+        size_t left = 0;  // combinations
+        bool hasFailed = false;
     };
 
     static void printObject(std::string const& name, Json const& settings, Tally const& tally) {
