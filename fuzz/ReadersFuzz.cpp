@@ -1,6 +1,7 @@
-// Bytes for the replay tool's two readers: they read or complain, nothing else.
+// Bytes for the replay tool's three readers: they read or complain, nothing else.
 #include <string>
 
+#include "Logcat.h"
 #include "Session.h"
 
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
@@ -12,6 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
     try {
         if (data[0] == 'j') {
             Replay::readSession(text, "fuzz");
+        } else if (data[0] == 'l') {
+            Replay::readLogcat(text);
         } else {
             Replay::DumpOptions options;
             options.asBursts = data[0] == 'b';

@@ -175,20 +175,44 @@ class Collector {
         std::chrono::steady_clock::now() + std::chrono::seconds(1);
 };
 
-/// Calls `visit` for each file of the folder and those below it, in the order of their paths.
-void eachFile(std::string const& folder, std::function<void(std::string const&)> const& visit) {
-    std::vector<std::string> paths;
+/// The files of the folder and of those below it, in the order of their paths, without hidden ones.
+void addFiles(std::filesystem::path const& folder, std::vector<std::string>& files) {
+    std::vector<std::filesystem::path> paths;
     for (auto const& entry : std::filesystem::directory_iterator(folder)) {
-        paths.push_back(entry.path().string());
-    }
-    std::sort(paths.begin(), paths.end());
-    for (std::string const& path : paths) {
-        if (std::filesystem::is_directory(path)) {
-            eachFile(path, visit);
-        } else {
-            visit(path);
+        if (entry.path().filename().string()[0] != '.') {
+            paths.push_back(entry.path());
         }
     }
+    std::sort(paths.begin(), paths.end());
+    for (auto const& path : paths) {
+        if (std::filesystem::is_directory(path)) {
+            addFiles(path, files);
+        } else {
+            files.push_back(path.string());
+        }
+    }
+}
+
+/// The inputs with the files of folders in their place; "-" stays.
+std::vector<std::string> filesOf(std::vector<std::string> const& inputs) {
+    std::vector<std::string> files;
+    for (std::string const& input : inputs) {
+        std::error_code error;
+        if (!std::filesystem::is_directory(input, error)) {
+            files.push_back(input);
+            continue;
+        }
+        size_t const before = files.size();
+        try {
+            addFiles(input, files);
+        } catch (std::filesystem::filesystem_error const& failure) {
+            throw SessionError(failure.path1().string() + ": " + failure.code().message());
+        }
+        if (files.size() == before) {
+            throw SessionError(input + ": there is no file in the folder");
+        }
+    }
+    return files;
 }
 
 int sweep(Arguments const& arguments) {
@@ -205,6 +229,7 @@ int sweep(Arguments const& arguments) {
             wholeNumber(combination.timeoutMs, "--timeout-ms");
         }
     }
+    auto const files = filesOf(arguments.inputs);
     setProperties(arguments, {});
     Collector collector(arguments, combinations);
     Workers workers(arguments.jobs, [&](size_t task, std::string const& answer, std::string const& failure) {
@@ -212,6 +237,9 @@ int sweep(Arguments const& arguments) {
     });
     size_t inputs = 0;
     auto const play = [&](std::string const& name, std::function<Input()> const& read) {
+        if (collector.isFatal()) {
+            return;
+        }
         collector.begin(inputs, name);
         for (size_t index = 0; index < combinations.size() && !collector.isFatal(); ++index) {
             workers.start(inputs * combinations.size() + index,
@@ -219,25 +247,18 @@ int sweep(Arguments const& arguments) {
         }
         ++inputs;
     };
-    auto const playFile = [&](std::string const& path) {
-        if (!collector.isFatal()) {
-            play(path, [&path] { return readInput(path); });
+    for (std::string const& input : files) {
+        if (input != "-") {
+            play(input, [&input] { return readInput(input); });
+            continue;
         }
-    };
-    for (std::string const& input : arguments.inputs) {
-        if (input == "-") {
-            size_t number = 0;
-            for (std::string line; std::getline(std::cin, line) && !collector.isFatal();) {
-                ++number;
-                if (line.find_first_not_of(" \t\r") != std::string::npos) {
-                    std::string const name = "standard input line " + std::to_string(number);
-                    play(name, [&] { return inputOf(name, line); });
-                }
+        size_t number = 0;
+        for (std::string line; !collector.isFatal() && std::getline(std::cin, line);) {
+            ++number;
+            if (line.find_first_not_of(" \t\r") != std::string::npos) {
+                std::string const name = "standard input line " + std::to_string(number);
+                play(name, [&] { return inputOf(name, line); });
             }
-        } else if (std::filesystem::is_directory(input)) {
-            eachFile(input, playFile);
-        } else {
-            playFile(input);
         }
     }
     workers.finish();
