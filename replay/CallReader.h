@@ -2,20 +2,12 @@
 // this module is the only one here that knows them, and it knows no rule of selection.
 #pragma once
 
-#include <cstdint>
 #include <map>
-#include <optional>
-#include <string>
 #include <vector>
 
-namespace Replay {
+#include "LogWords.h"
 
-/// Why a frame was refused or a request was not served.
-struct Reason {
-    std::string name;         ///< short, for tables: "AF scanning"; empty: no reason
-    std::string words;        ///< for sentences: "auto-focus scanning, lens moving"
-    bool isOfFrames = false;  ///< of a request: frames were refused for it
-};
+namespace Replay {
 
 /// What was said of one frame.
 struct Verdict {

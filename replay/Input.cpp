@@ -82,10 +82,10 @@ Input readText(std::string const& path) {
 
 Input readInput(std::string const& path) {
     Input const input = readText(path);
-    return inputOf(input.name, input.text);
+    return toInput(input.name, input.text);
 }
 
-Input inputOf(std::string const& name, std::string const& text) {
+Input toInput(std::string const& name, std::string const& text) {
     Input input{name, text, false};
     if (char const* const kind = foreignText(input.text)) {
         throw SessionError(input.name + ": this is " + kind + kLookedFor);

@@ -22,6 +22,6 @@ Input readText(std::string const& path);
 Input readInput(std::string const& path);
 
 /// The same of a text that was read already; `name` is for messages.
-Input inputOf(std::string const& name, std::string const& text);
+Input toInput(std::string const& name, std::string const& text);
 
 }  // namespace Replay

@@ -257,7 +257,7 @@ int sweep(Arguments const& arguments) {
             ++number;
             if (line.find_first_not_of(" \t\r") != std::string::npos) {
                 std::string const name = "standard input line " + std::to_string(number);
-                play(name, [&] { return inputOf(name, line); });
+                play(name, [&] { return toInput(name, line); });
             }
         }
     }
