@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "Session.h"
 #include "TagTable.h"
@@ -130,6 +131,17 @@ template <typename T>
 std::set<T> readNumberSet(Node const& node) {
     std::set<T> numbers;
     node.eachItem([&](Node const& item) { numbers.insert(item.integer<T>()); });
+    return numbers;
+}
+
+/// A list of so many numbers.
+template <typename T>
+std::vector<T> readNumbers(Node const& node, size_t count) {
+    std::vector<T> numbers;
+    node.eachItem([&](Node const& item) { numbers.push_back(item.integer<T>()); });
+    if (numbers.size() != count) {
+        node.fail("expected " + std::to_string(count) + " numbers");
+    }
     return numbers;
 }
 

@@ -19,15 +19,6 @@ namespace {
 
 namespace Properties = NSCam::Utils::Properties;
 
-/// The plug-in of the build or installation that this program belongs to; else the one on the library path.
-std::string defaultPlugin() {
-    constexpr char const* kName = "libvzrcam_zsl_sampleselector.so";
-    std::error_code error;
-    auto const program = std::filesystem::read_symlink("/proc/self/exe", error);
-    auto const built = program.parent_path().parent_path() / "lib" / kName;
-    return !error && std::filesystem::exists(built, error) ? built.string() : kName;
-}
-
 void setPropertiesOfFile(std::string const& path) {
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
@@ -93,6 +84,14 @@ std::function<void(size_t, size_t)> progressOf(std::string const& name) {
 }
 
 }  // namespace
+
+std::string defaultPlugin() {
+    constexpr char const* kName = "libvzrcam_zsl_sampleselector.so";
+    std::error_code error;
+    auto const program = std::filesystem::read_symlink("/proc/self/exe", error);
+    auto const built = program.parent_path().parent_path() / "lib" / kName;
+    return !error && std::filesystem::exists(built, error) ? built.string() : kName;
+}
 
 std::string notEmpty(std::string const& text) { return text.empty() ? "must not be empty" : ""; }
 

@@ -26,6 +26,9 @@ struct SessionArguments {
     bool isQuiet = false;  ///< no warnings, and options that an input does not need are let pass
 };
 
+/// The plug-in of the build or installation that this program belongs to; else the one on the library path.
+std::string defaultPlugin();
+
 /// For CLI::Option::check.
 std::string notEmpty(std::string const& text);
 

@@ -129,7 +129,8 @@ std::vector<std::string> propertyWarnings() {
             warnings.push_back(warning += what);
         };
         std::string const quoted = ": '" + *Properties::get(name) + "'";
-        if (name == "log.tag.SampleSelector") {
+        if (name == "log.tag.SampleSelector" || name == "vendor.debug.camera.zsl.record" ||
+            name == "vendor.debug.camera.zsl.record.mb") {
             continue;
         }
         if (!isForce && !isBool && name != "vendor.debug.camera.log.zsl.sample") {

@@ -1,12 +1,9 @@
 // zsl-replay sweep: plays many inputs under many combinations of settings, and compares.
-#include <unistd.h>
-
 #include <algorithm>
-#include <chrono>
-#include <filesystem>
 #include <iostream>
 #include <thread>
 
+#include "CommandSupport.h"
 #include "Commands.h"
 #include "Input.h"
 #include "SessionOptions.h"
@@ -95,7 +92,7 @@ class Collector {
         } else if (!input->second.hasFailed && !mIsFatal) {
             input->second.hasFailed = true;
             ++mFailed;
-            clearProgress();
+            mProgress.clear();
             std::string const text = json.at("error");
             bool const isNamed = text.compare(0, input->second.name.size(), input->second.name) == 0;
             std::cerr << "zsl-replay: " << (isNamed || json.at("fatal") ? "" : input->second.name + ": ") << text
@@ -106,14 +103,14 @@ class Collector {
         if (--input->second.left == 0) {
             mNames.erase(input);
         }
-        showProgress();
+        mProgress.show(std::to_string(mDone) + " played, " + std::to_string(mFailed) + " inputs failed");
     }
 
     bool isFatal() const { return mIsFatal; }
 
     /// The exit code.
     int end(size_t inputs) {
-        clearProgress();
+        mProgress.clear();
         if (mArguments.asCsv) {
             printSweepCsv(std::cout, mCombinations, mTallies);
         } else if (!mArguments.asNdjson) {
@@ -146,22 +143,6 @@ class Collector {
         std::cout << object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
     }
 
-    void showProgress() {
-        auto const now = std::chrono::steady_clock::now();
-        if (mIsTerminal && now >= mNextProgress) {
-            mNextProgress = now + std::chrono::milliseconds(200);
-            mHasProgress = true;
-            std::cerr << "\r" << mDone << " played, " << mFailed << " inputs failed " << std::flush;
-        }
-    }
-
-    void clearProgress() {
-        if (mHasProgress) {
-            std::cerr << "\r" << std::string(60, ' ') << "\r";
-            mHasProgress = false;
-        }
-    }
-
     Arguments const& mArguments;
     std::vector<Combination> const& mCombinations;
     std::vector<Tally> mTallies;
@@ -169,51 +150,8 @@ class Collector {
     size_t mDone = 0;
     size_t mFailed = 0;
     bool mIsFatal = false;
-    bool mIsTerminal = isatty(STDERR_FILENO) != 0;
-    bool mHasProgress = false;
-    std::chrono::steady_clock::time_point mNextProgress =
-        std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    Progress mProgress;
 };
-
-/// The files of the folder and of those below it, in the order of their paths, without hidden ones.
-void addFiles(std::filesystem::path const& folder, std::vector<std::string>& files) {
-    std::vector<std::filesystem::path> paths;
-    for (auto const& entry : std::filesystem::directory_iterator(folder)) {
-        if (entry.path().filename().string()[0] != '.') {
-            paths.push_back(entry.path());
-        }
-    }
-    std::sort(paths.begin(), paths.end());
-    for (auto const& path : paths) {
-        if (std::filesystem::is_directory(path)) {
-            addFiles(path, files);
-        } else {
-            files.push_back(path.string());
-        }
-    }
-}
-
-/// The inputs with the files of folders in their place; "-" stays.
-std::vector<std::string> filesOf(std::vector<std::string> const& inputs) {
-    std::vector<std::string> files;
-    for (std::string const& input : inputs) {
-        std::error_code error;
-        if (!std::filesystem::is_directory(input, error)) {
-            files.push_back(input);
-            continue;
-        }
-        size_t const before = files.size();
-        try {
-            addFiles(input, files);
-        } catch (std::filesystem::filesystem_error const& failure) {
-            throw SessionError(failure.path1().string() + ": " + failure.code().message());
-        }
-        if (files.size() == before) {
-            throw SessionError(input + ": there is no file in the folder");
-        }
-    }
-    return files;
-}
 
 int sweep(Arguments const& arguments) {
     auto const combinations = combinationsOf(arguments);

@@ -31,6 +31,7 @@ constexpr Command kCommands[] = {
      "  zsl-replay explain INPUT                     why, call by call; also from a logcat\n"
      "  zsl-replay sweep INPUT...                    many inputs under many settings, compared\n"
      "  zsl-replay generate                          plausible sessions, by chance\n"
+     "  zsl-replay verify FILE...                    recorded calls made again, and compared\n"
      "\n"
      "INPUT is a session file (JSON) or what `adb shell cmd media.camera watch dump` printed."},
     {"explain", "Tells call by call why each request got its frames.", Replay::addExplain,
@@ -48,7 +49,13 @@ constexpr Command kCommands[] = {
     {"generate", "Writes plausible sessions to standard output, a line each.", Replay::addGenerate,
      "Examples:\n"
      "  zsl-replay generate --seed 7 --seconds 5 --fps 30 --captures 6 > session.json\n"
-     "  zsl-replay generate --count 1000 | zsl-replay sweep --hint 0 --policy default,0 -"}};
+     "  zsl-replay generate --count 1000 | zsl-replay sweep --hint 0 --policy default,0 -"},
+    {"verify", "Makes recorded calls again, in order, and compares every answer.", Replay::addVerify,
+     "Examples:\n"
+     "  zsl-replay verify zsl-1234-1790000000000.ndjson\n"
+     "  zsl-replay verify --plugin ./libvzrcam_zsl_sampleselector.so recordings/\n"
+     "\n"
+     "Exit code 4: an answer is not as recorded."}};
 
 int run(Command const& command, int argc, char** argv) {
     bool const isPlay = &command == &kCommands[0];
