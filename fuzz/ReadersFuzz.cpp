@@ -1,4 +1,4 @@
-// Bytes for the replay tool's three readers: they read or complain, nothing else.
+// Bytes for the replay tool's readers: they read or complain, nothing else.
 #include <string>
 
 #include "Logcat.h"
@@ -15,6 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
             Replay::readSession(text, "fuzz");
         } else if (data[0] == 'l') {
             Replay::readLogcat(text);
+        } else if (data[0] == 'r') {
+            Replay::readRecordedSessions(text, "fuzz");
         } else {
             Replay::DumpOptions options;
             options.asBursts = data[0] == 'b';

@@ -99,7 +99,7 @@ std::function<int()> addExplain(CLI::App& app) {
     auto const arguments = std::make_shared<Arguments>();
     auto* const input =
         app.add_option("INPUT", arguments->input,
-                       "Session file (JSON) or camera service tag monitor dump; - is standard input")
+                       "Session file (JSON), camera service tag monitor dump, or recording; - is standard input")
             ->check(notEmpty);
     auto* const logcat =
         app.add_option("--logcat", arguments->logcat, "Explain what adb logcat printed; - is standard input")

@@ -52,7 +52,9 @@ class Host {
         for (size_t done = 0; done < events.size(); ++done) {
             mNowNs = events[done].ns;
             apply(events[done]);
-            presentPending();
+            if (mSession.tickNs.empty() || events[done].kind == Event::Tick) {
+                presentPending();
+            }
             if (mOptions.onProgress) {
                 mOptions.onProgress(done + 1, events.size());
             }
@@ -102,6 +104,9 @@ class Host {
     }
 
     void apply(Event const& event) {
+        if (event.kind == Event::Tick) {
+            return;
+        }
         if (event.kind == Event::RequestArrives) {
             auto const place = std::find_if(mPending.rbegin(), mPending.rend(),
                                             [&](Pending const& pending) { return pending.index < event.index; });

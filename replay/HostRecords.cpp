@@ -20,11 +20,16 @@ std::set<StreamId> keysOf(Map const& map) {
 std::vector<Event> eventsOf(Session const& session) {
     std::vector<Event> events;
     for (size_t index = 0; index < session.frames.size(); ++index) {
-        events.push_back({session.frames[index].startNs, Event::FrameStarts, index});
-        events.push_back({session.frames[index].resultNs, Event::FrameLands, index});
+        Frame const& frame = session.frames[index];
+        events.push_back({frame.shownNs.value_or(frame.startNs), Event::FrameStarts, index});
+        events.push_back({frame.resultNs, Event::FrameLands, index});
     }
     for (size_t index = 0; index < session.requests.size(); ++index) {
-        events.push_back({session.requests[index].submitNs, Event::RequestArrives, index});
+        Request const& request = session.requests[index];
+        events.push_back({request.arrivalNs.value_or(request.submitNs), Event::RequestArrives, index});
+    }
+    for (size_t index = 0; index < session.tickNs.size(); ++index) {
+        events.push_back({session.tickNs[index], Event::Tick, index});
     }
     std::stable_sort(events.begin(), events.end(), [](Event const& left, Event const& right) {
         return left.ns != right.ns ? left.ns < right.ns : left.kind < right.kind;

@@ -8,12 +8,14 @@
 #include <iterator>
 #include <regex>
 
+#include "RecordedCalls.h"
+
 namespace Replay {
 
 namespace {
 
 constexpr char const* kLookedFor =
-    "; expected a session file (JSON, an object) or what `cmd media.camera watch dump` prints";
+    "; expected a session file (JSON, an object), what `cmd media.camera watch dump` prints, or a recording";
 
 bool startsWith(std::string const& text, char const* start, size_t length) {
     return text.compare(0, length, start, length) == 0;
@@ -57,7 +59,7 @@ char const* foreignText(std::string const& text) {
 }  // namespace
 
 Input readText(std::string const& path) {
-    Input input{path == "-" ? "standard input" : path, "", false};
+    Input input{path == "-" ? "standard input" : path, "", false, false};
     std::error_code error;
     if (path == "-") {
         input.text.assign(std::istreambuf_iterator<char>(std::cin), {});
@@ -86,11 +88,11 @@ Input readInput(std::string const& path) {
 }
 
 Input toInput(std::string const& name, std::string const& text) {
-    Input input{name, text, false};
+    Input input{name, text, false, isRecording(text)};
     if (char const* const kind = foreignText(input.text)) {
         throw SessionError(input.name + ": this is " + kind + kLookedFor);
     }
-    input.isSession = input.text[input.text.find_first_not_of(" \t\r\n")] == '{';
+    input.isSession = !input.isRecording && input.text[input.text.find_first_not_of(" \t\r\n")] == '{';
     return input;
 }
 

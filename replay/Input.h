@@ -10,7 +10,8 @@ namespace Replay {
 struct Input {
     std::string name;  ///< for messages
     std::string text;
-    bool isSession = false;  ///< a session file; otherwise a dump
+    bool isSession = false;    ///< a session file
+    bool isRecording = false;  ///< a recording of calls; otherwise, and if it is no session file, a dump
 };
 
 /// Reads the file, or standard input for "-", as text. A folder, a file that cannot be read, and one that is

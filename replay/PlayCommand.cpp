@@ -78,7 +78,7 @@ int play(Arguments const& arguments) {
 std::function<int()> addPlay(CLI::App& app) {
     auto const arguments = std::make_shared<Arguments>();
     app.add_option("INPUT", arguments->input,
-                   "Session file (JSON) or camera service tag monitor dump; - is standard input")
+                   "Session file (JSON), camera service tag monitor dump, or recording; - is standard input")
         ->required()
         ->check(notEmpty);
     addSettingOptions(app, *arguments);

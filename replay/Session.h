@@ -26,8 +26,9 @@ constexpr double kNsPerMs = 1e6;
 struct Frame {
     FrameNo frameNo = 0;
     RequestNo requestNo = 0;
-    int64_t startNs = 0;   ///< exposure starts, the frame is in flight; also its sensor timestamp
-    int64_t resultNs = 0;  ///< its results are complete, it lands in the history
+    int64_t startNs = 0;                  ///< exposure starts, the frame is in flight; also its sensor timestamp
+    int64_t resultNs = 0;                 ///< its results are complete, it lands in the history
+    std::optional<int64_t> shownNs = {};  ///< when the host tells of it first, unless at startNs
     std::set<StreamId> images;
     std::map<StreamId, Metadata> appMetas;
     std::map<StreamId, Metadata> halMetas;
@@ -35,8 +36,9 @@ struct Frame {
 
 struct Request {
     RequestNo requestNo = 0;
-    int64_t shutterNs = 0;  ///< the shutter moment
-    int64_t submitNs = 0;   ///< when the host first presents it
+    int64_t shutterNs = 0;                  ///< the shutter moment
+    int64_t submitNs = 0;                   ///< when the host first presents it
+    std::optional<int64_t> arrivalNs = {};  ///< its first presentation, unless at submitNs
     std::vector<int32_t> frameIndices{0};
     StreamSets needStreams;
     std::set<uint32_t> sensorIds;
@@ -55,6 +57,9 @@ struct Session {
     size_t selectors = 1;
     std::vector<Frame> frames;      ///< ascending frame numbers and start times
     std::vector<Request> requests;  ///< in the order in which the host presents pending ones
+    /// Of a recording: pending requests are presented at these times alone; otherwise on every event.
+    std::vector<int64_t> tickNs;
+    size_t historyDepth = 0;  ///< frames of the recorded history; 0: not told
 };
 
 /// What one input file holds: sessions that follow one another, and what the reader has to say about it.
@@ -70,6 +75,9 @@ struct SessionError : std::runtime_error {
 
 /// Reads a session file in our JSON format (docs/session-format.md); `file` only names it in errors.
 Recording readSession(std::string const& text, std::string const& file);
+
+/// Sessions out of a recording of real calls (docs/recording.md), one a selector; `file` only names it in errors.
+Recording readRecordedSessions(std::string const& text, std::string const& file);
 
 struct DumpOptions {
     bool asBursts = false;             ///< runs of still captures are bursts of reprocess requests

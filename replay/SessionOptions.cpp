@@ -103,9 +103,9 @@ void addHostOptions(CLI::App& app, SessionArguments& arguments) {
         ->check(notEmpty);
     app.add_option("--props", arguments.propertyFile, "Set the properties of a file of name=value lines")
         ->check(notEmpty);
-    app.add_option("--history", arguments.historyDepth, "Frames the history holds")
-        ->check(CLI::Range(1, 100000))
-        ->capture_default_str();
+    app.add_option("--history", arguments.historyDepth,
+                   "Frames the history holds (default: 30, or as many as a recording shows)")
+        ->check(CLI::Range(1, 100000));
     app.add_option("--result-ms", arguments.resultAfterMs,
                    "For dumps: from a frame's exposure to its complete result")
         ->check([](std::string const& text) {
@@ -166,15 +166,21 @@ void setProperties(SessionArguments const& arguments, Recording const& recording
 
 Recording readRecording(SessionArguments const& arguments, Input const& input, Report& report) {
     report.plugin = arguments.plugin.empty() ? defaultPlugin() : arguments.plugin;
-    report.historyDepth = arguments.historyDepth;
-    if (input.isSession) {
+    report.historyDepth = arguments.historyDepth.value_or(30);
+    if (input.isSession || input.isRecording) {
         for (auto const& [option, isUsed] :
              {std::pair("--assume", !arguments.assume.empty()), std::pair("--client", !arguments.client.empty())}) {
             if (isUsed && !arguments.isQuiet) {
-                throw SessionError(std::string(option) + " is for dumps; " + input.name + " is a session file");
+                throw SessionError(std::string(option) + " is for dumps; " + input.name + " is none");
             }
         }
-        Recording recording = readSession(input.text, input.name);
+        Recording recording =
+            input.isSession ? readSession(input.text, input.name) : readRecordedSessions(input.text, input.name);
+        for (Session const& session : recording.sessions) {
+            if (!arguments.historyDepth && session.historyDepth > 0) {
+                report.historyDepth = session.historyDepth;
+            }
+        }
         setProperties(arguments, recording);
         report.settings = settingsInForce();
         return recording;

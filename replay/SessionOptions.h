@@ -18,7 +18,7 @@ struct SessionArguments {
     std::string hint;
     std::string policy;
     std::string timeoutMs;
-    size_t historyDepth = 30;
+    std::optional<size_t> historyDepth;
     double resultAfterMs = 66;
     std::vector<std::string> assume;
     std::string client;

@@ -209,7 +209,8 @@ std::function<int()> addSweep(CLI::App& app) {
     auto const arguments = std::make_shared<Arguments>();
     arguments->jobs = std::max(1U, std::thread::hardware_concurrency());
     app.add_option("INPUT", arguments->inputs,
-                   "Session files, dumps, and folders of them; - reads a session object a line from standard input")
+                   "Session files, dumps, recordings, and folders of them; - reads a session object a line from "
+                   "standard input")
         ->required()
         ->check(notEmpty);
     auto const addList = [&](char const* name, std::vector<std::string>& values, char const* text) {

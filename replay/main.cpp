@@ -33,7 +33,7 @@ constexpr Command kCommands[] = {
      "  zsl-replay generate                          plausible sessions, by chance\n"
      "  zsl-replay verify FILE...                    recorded calls made again, and compared\n"
      "\n"
-     "INPUT is a session file (JSON) or what `adb shell cmd media.camera watch dump` printed."},
+     "INPUT is a session file (JSON), what `adb shell cmd media.camera watch dump` printed, or a recording."},
     {"explain", "Tells call by call why each request got its frames.", Replay::addExplain,
      "Examples:\n"
      "  zsl-replay explain --request R94 dump.txt    one request of a session\n"

@@ -1,0 +1,114 @@
+#!/usr/bin/env bash
+# Recording on the desk, and what `zsl-replay verify` and the other commands make of recordings.
+# Usage: record-command.sh ZSL_REPLAY SESSIONS_FOLDER BROKEN_PLUGIN RECORDER [EMULATOR...]
+set -u
+replay=$1 sessions=$2 broken=$3 recorder=$4
+shift 4
+emulator=("$@")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export ZSL_RECORD_DIR=$work
+recording=(--plugin "$recorder" --setprop vendor.debug.camera.zsl.record=1)
+failures=0
+run() { "${emulator[@]}" "$replay" "$@"; }
+fail() {
+    echo "FAILED: $*"
+    failures=$((failures + 1))
+}
+# Chosen frames of each request; the log without what differs from process to process.
+chosen() { tr -d ' \n' | grep -oE '"chosen":[^}]*}|"requestNo":[0-9]+|"state":"[a-zA-Z-]+"' | sort; }
+plain() { sed -E 's/ +[0-9]+ +[0-9]+ ([DIWE]) / \1 /; s/0x[0-9a-f]{6,}/address/' "$1"; }
+
+# Every session under every hint: the same answers and log as without the recorder, and the recording holds.
+for session in "$sessions"/*.json; do
+    for hint in own 0 1 2 3 4; do
+        [ ${#emulator[@]} -gt 0 ] && [ $hint != own ] && continue
+        arguments=(--log D "$session")
+        [ $hint = own ] || arguments+=(--hint $hint)
+        rm -f "$work"/zsl-*
+        run "${arguments[@]}" >"$work/bare" 2>"$work/bare.log"
+        run "${recording[@]}" "${arguments[@]}" >"$work/recorded" 2>"$work/recorded.log"
+        name="$(basename "$session"), hint $hint"
+        diff <(grep -v ^plug-in "$work/bare") <(grep -v ^plug-in "$work/recorded") || fail "table: $name"
+        diff <(plain "$work/bare.log") <(plain "$work/recorded.log") >/dev/null || fail "log: $name"
+        run verify "$work"/zsl-*.ndjson | grep -q ': all answers as recorded$' || fail "verify: $name"
+        diff <(run --json "${arguments[@]:2}" | chosen) <(run --json "$work"/zsl-*.ndjson | chosen) || fail "replay: $name"
+    done
+done
+
+# check NAME EXIT_CODE PATTERN ARGUMENT...: both streams must hold the pattern.
+check() {
+    local name=$1 code=$2 pattern=$3
+    shift 3
+    run "$@" >"$work/out" 2>&1
+    local actual=$?
+    [ $actual -eq "$code" ] && grep -qE -- "$pattern" "$work/out" || {
+        fail "$name: exit code $actual, expected $code and /$pattern/ in:"
+        cut -c1-300 "$work/out"
+    }
+}
+record() {
+    rm -f "$work"/zsl-*
+    run "${recording[@]}" "$@" >"$work/recorded" 2>"$work/recorded.log"
+}
+record "$sessions/quality-older-passes.json"
+mkdir "$work/all"
+mv "$work"/zsl-*.ndjson "$work/all/good.ndjson"
+good=$work/all/good.ndjson
+check words 0 '^15 calls of 1 selectors: all answers as recorded' verify "$good"
+BROKEN=frame check changed 4 'call 15, R902 after 49 ms: recorded F24, unlock F25; now F4711|15 answers differ' verify --plugin "$broken" "$good"
+BROKEN=frame check first 4 'call 1, R900 after 0 ms: recorded waits, lock F22, lock F23; now F4711' verify --plugin "$broken" "$good"
+BROKEN=throw check throws 1 'good.ndjson: the plug-in threw an exception' verify --plugin "$broken" "$good"
+BROKEN=abort check aborts 1 'good.ndjson: the plug-in broke' verify --plugin "$broken" "$good"
+check noPlugin 1 'cannot load the plug-in' verify --plugin /nonexistent.so "$good"
+check explain 0 '^R900 waited 49 ms .* then it took F22' explain --request R900 "$good"
+check otherHint 0 'R902 \(2/3\)' --hint 2 "$good"
+check sweep 0 '^3 +default +default +3 +3 ' sweep --hint 2,3 "$good"
+
+# Torn, cut, foreign and edited recordings.
+head -c -100 "$good" >"$work/torn"
+check torn 0 'torn: line 17 is torn' verify "$work/torn"
+check tornStill 0 '14 calls of 1 selectors: all answers as recorded' verify "$work/torn"
+head -c 100 "$good" >"$work/cut"
+check cut 1 'cut: line 1: byte 101: no JSON' verify "$work/cut"
+sed 's/,"version":1,/,"version":2,/' "$good" >"$work/version"
+check version 1 'version: line 1: /version: this program reads version 1' verify "$work/version"
+sed '3d' "$good" >"$work/gap"
+check gap 1 'gap: line 3: /new/history/24/app/100: metadata 1 was not told before' verify "$work/gap"
+sed '5s/"elapsedMs":[0-9]*/"elapsedMs":"x"/' "$good" >"$work/edited"
+check edited 1 'edited: line 5: /in/elapsedMs: expected a whole number' verify "$work/edited"
+check foreign 1 'stable-scene.json: line 1: byte' verify "$sessions/stable-scene.json"
+check asSession 2 'gap: line 3: /new/history/24/app/100' "$work/gap"
+: >"$work/empty"
+check empty 1 'empty: empty; expected a recording' verify "$work/empty"
+cp "$work/gap" "$work/all/gap.ndjson"
+check folder 1 '2 recordings: 1 as recorded, 0 differ, 1 failed' verify "$work/all"
+
+# What cannot be written costs no capture.
+run "$sessions/quality-older-passes.json" >"$work/bare"
+same() { diff <(grep -v ^plug-in "$work/bare") <(grep -v ^plug-in "$work/recorded") || fail "$1"; }
+ZSL_RECORD_DIR=$work/nowhere record --log E "$sessions/quality-older-passes.json"
+same unwritable
+grep -q 'E SampleRecorder: recording: cannot make .*nowhere/zsl-' "$work/recorded.log" || fail "unwritable is told"
+[ ${#emulator[@]} -gt 0 ] || {
+    (
+        trap '' XFSZ
+        ulimit -f 8
+        record --log E "$sessions/quality-older-passes.json"
+    )
+    same full
+    [ "$(grep -c 'E SampleRecorder: recording: .* ends: File too large' "$work/recorded.log")" = 1 ] || fail "full is told"
+    check full 0 'calls of 1 selectors: all answers as recorded' verify "$work"/zsl-*.ndjson
+}
+run generate --seconds 150 --captures 300 >"$work/long.json"
+record --setprop vendor.debug.camera.zsl.record.mb=1 "$work/long.json"
+check greatest 0 'note: .*the recording ended at its greatest size' verify "$work"/zsl-*.ndjson
+[ "$(stat -c %s "$work"/zsl-*.ndjson)" -lt 1000100 ] || fail "larger than asked"
+# Pushed under the plug-in's name, with the plug-in beside it; then without.
+mkdir "$work/pushed"
+cp "$recorder" "$work/pushed/libvzrcam_zsl_sampleselector.so"
+[ ${#emulator[@]} -gt 0 ] || LD_LIBRARY_PATH=$work/pushed:$(dirname "$recorder") \
+    check itself 1 'leaves the pointer null' --plugin "$work/pushed/libvzrcam_zsl_sampleselector.so" "$sessions/time-out.json"
+cp "$(dirname "$recorder")/libvzrcam_zsl_sampleselector.so" "$work/pushed/libvzrcam_zsl_sampleselector.real.so"
+check pushed 0 '^2 requests' --plugin "$work/pushed/libvzrcam_zsl_sampleselector.so" "$sessions/time-out.json"
+exit $((failures > 0))
