@@ -77,7 +77,7 @@ class RecordingReader {
     RecordedProperties readHeader(Node const& line);
     RecordedCall readCall(Node const& line);
     static void readNew(Node const& line, Known& known);
-    static void readInput(Node const& in, Known& known, RecordedInput& input);
+    static void readInput(Node const& node, Known& known, RecordedInput& input);
     static std::shared_ptr<Metadata const> metaOf(Node const& number, Metas const& tags);
 
     std::istream& mIn;

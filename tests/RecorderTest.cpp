@@ -27,7 +27,7 @@ class Recording : public testing::Test {
         NSCam::Utils::Log::setSink([](int, char const*, std::string const&) {});
     }
 
-    ~Recording() override { std::filesystem::remove_all(mFolder); }
+    void TearDown() override { std::filesystem::remove_all(mFolder); }
 
     std::vector<RecordedEvent> read() const {
         std::vector<RecordedEvent> events;
