@@ -16,20 +16,36 @@ namespace {
 
 using Create = void (*)(std::shared_ptr<ISelector>&);
 
-/// The folder of this library, "" if it cannot be told.
-std::string ownFolder() {
+/// The library that holds an address of code or data.
+Dl_info libraryOf(void const* address) {
     Dl_info info{};
-    std::string const path =
-        dladdr(reinterpret_cast<void const*>(&createCustomSelector), &info) != 0 ? info.dli_fname : "";
-    size_t const slash = path.rfind('/');
-    return slash == std::string::npos ? "" : path.substr(0, slash + 1);
+    dladdr(address, &info);
+    return info;
+}
+
+/// This library; asked by an address that no other library's symbol can stand in for.
+Dl_info ownLibrary() {
+    static char const here = 0;
+    return libraryOf(&here);
+}
+
+/// Where the real selector is: beside this library, under its second name or its own; else where the linker looks.
+std::string selectorPath() {
+    char const* const own = ownLibrary().dli_fname;
+    std::string folder = own != nullptr ? own : "";
+    folder.erase(folder.rfind('/') + 1);
+    std::string const name = "libvzrcam_zsl_sampleselector";
+    for (char const* const ending : {".real.so", ".so"}) {
+        if (access((folder + name + ending).c_str(), F_OK) == 0) {
+            return folder + name + ending;
+        }
+    }
+    return name + ".so";
 }
 
 /// The real selector's factory; null, with a line in the log, if there is none.
 Create loadSelector() {
-    std::string const beside = ownFolder() + "libvzrcam_zsl_sampleselector.real.so";
-    std::string const path =
-        access(beside.c_str(), F_OK) == 0 ? beside : std::string("libvzrcam_zsl_sampleselector.so");
+    std::string const path = selectorPath();
     void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     auto const create =
         library == nullptr ? nullptr : reinterpret_cast<Create>(dlsym(library, "createCustomSelector"));
@@ -38,8 +54,10 @@ Create loadSelector() {
         logError("recorder: no selector: " + std::string(error != nullptr ? error : path));
         return nullptr;
     }
-    if (create == &createCustomSelector) {  // pushed under the plug-in's name, and the plug-in is not beside it
-        logError("recorder: no selector: " + path + " is the recorder itself; " + beside + " is missing");
+    if (libraryOf(reinterpret_cast<void const*>(create)).dli_fbase ==
+        ownLibrary().dli_fbase) {  // pushed under the plug-in's name, and the plug-in is not beside it
+        logError("recorder: no selector: " + path +
+                 " is the recorder itself, and libvzrcam_zsl_sampleselector.real.so is not beside it");
         return nullptr;
     }
     return create;

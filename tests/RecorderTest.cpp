@@ -106,6 +106,7 @@ TEST_F(Recording, HoldsEveryCallAsItWas) {
     sync.set(kFrameSync, std::numeric_limits<int64_t>::min());
     std::set<uint32_t> const sensors{0, 4294967295U};
     auto const selector = mRecorder.makeSelector();
+    ASSERT_NE(nullptr, selector);
     std::vector<std::string> given;
     std::vector<std::string> answers;
     ISelector::SelectInputParams in;
@@ -155,6 +156,7 @@ TEST_F(Recording, HoldsEveryCallAsItWas) {
 TEST_F(Recording, OfSeveralThreads) {
     auto const work = [&](RequestNo first) {
         auto const selector = mRecorder.makeSelector();
+        ASSERT_NE(nullptr, selector);
         ISelector::SelectInputParams in;
         in.requiredFrames[0] = {};
         for (FrameNo frameNo = first; frameNo < first + 200; ++frameNo) {
