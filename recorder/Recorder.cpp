@@ -29,35 +29,36 @@ Dl_info ownLibrary() {
     return libraryOf(&here);
 }
 
-/// Where the real selector is: beside this library, under its second name or its own; else where the linker looks.
-std::string selectorPath() {
+/// Opens the real selector: under its second name beside this library, else where the linker finds it by name, else
+/// under its own name beside this library (a HAL that names whole paths may have told the linker of no folder).
+void* openSelector() {
     char const* const own = ownLibrary().dli_fname;
     std::string folder = own != nullptr ? own : "";
     folder.erase(folder.rfind('/') + 1);
     std::string const name = "libvzrcam_zsl_sampleselector";
-    for (char const* const ending : {".real.so", ".so"}) {
-        if (access((folder + name + ending).c_str(), F_OK) == 0) {
-            return folder + name + ending;
-        }
+    std::string const second = folder + name + ".real.so";
+    if (access(second.c_str(), F_OK) == 0) {
+        return dlopen(second.c_str(), RTLD_NOW | RTLD_LOCAL);
     }
-    return name + ".so";
+    void* const library = dlopen((name + ".so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    return library != nullptr ? library : dlopen((folder + name + ".so").c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
 /// The real selector's factory; null, with a line in the log, if there is none.
 Create loadSelector() {
-    std::string const path = selectorPath();
-    void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* const library = openSelector();
     auto const create =
         library == nullptr ? nullptr : reinterpret_cast<Create>(dlsym(library, "createCustomSelector"));
     if (create == nullptr) {
         char const* const error = dlerror();
-        logError("recorder: no selector: " + std::string(error != nullptr ? error : path));
+        logError("recorder: no selector: " +
+                 std::string(error != nullptr ? error : "createCustomSelector is null"));
         return nullptr;
     }
-    if (libraryOf(reinterpret_cast<void const*>(create)).dli_fbase ==
-        ownLibrary().dli_fbase) {  // pushed under the plug-in's name, and the plug-in is not beside it
-        logError("recorder: no selector: " + path +
-                 " is the recorder itself, and libvzrcam_zsl_sampleselector.real.so is not beside it");
+    if (libraryOf(reinterpret_cast<void const*>(create)).dli_fbase == ownLibrary().dli_fbase) {
+        logError(
+            "recorder: no selector: libvzrcam_zsl_sampleselector.so is the recorder itself, and "
+            "libvzrcam_zsl_sampleselector.real.so is not beside it");
         return nullptr;
     }
     return create;

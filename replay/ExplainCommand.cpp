@@ -29,7 +29,7 @@ int explainSessions(Arguments const& arguments) {
     Report report;
     Recording const recording = readRecording(arguments, readInput(arguments.input), report);
     report.requests = chosenRequests(arguments, requestsOf(recording));
-    RunOptions options = runOptions(report);
+    RunOptions options = runOptions(arguments, report);
     options.host.explain = true;
     if (!playSessions(recording, options, report)) {
         return kExitFailed;

@@ -4,7 +4,6 @@
 #include <vzrcam/PropertyStore.h>
 
 #include <algorithm>
-#include <list>
 
 #include "CallReader.h"
 #include "HostRecords.h"
@@ -26,7 +25,10 @@ class SinkInForce {
 
 class Host {
   public:
-    Host(Session const& session, HostOptions const& options) : mSession(session), mOptions(options) {
+    Host(Session const& session, HostOptions const& options)
+        : mSession(session),
+          mOptions(options),
+          mDepth(options.historyDepth.value_or(session.historyDepth.value_or(kHistoryDepth))) {
         setGate();
         mResult.outcomes.resize(session.requests.size());
         for (size_t index = 0; index < session.requests.size(); ++index) {
@@ -52,8 +54,8 @@ class Host {
         for (size_t done = 0; done < events.size(); ++done) {
             mNowNs = events[done].ns;
             apply(events[done]);
-            if (mSession.tickNs.empty() || events[done].kind == Event::Tick) {
-                presentPending();
+            if (mSession.ticks.empty()) {
+                presentAll(mPending);
             }
             if (mOptions.onProgress) {
                 mOptions.onProgress(done + 1, events.size());
@@ -74,11 +76,9 @@ class Host {
     }
 
   private:
-    /// A request that has arrived and is not answered.
-    struct Pending {
-        size_t index;                     // of the outcome; pending requests are presented in this order
-        ISelector::SelectInputParams in;  // without history and frames in flight
-    };
+    /// Requests that have arrived and are not answered: by their outcome's index, in which order they are
+    /// presented, their calls' input without history and frames in flight.
+    using Pending = std::map<size_t, ISelector::SelectInputParams>;
 
     void setGate() {
         bool const isRead = mOptions.explain || mCalls < mOptions.explainedCalls;
@@ -96,21 +96,35 @@ class Host {
         }
     }
 
-    void presentPending() {
-        for (auto pending = mPending.begin(); pending != mPending.end();) {
-            present(*pending);
-            pending = mResult.outcomes[pending->index].isAnswered ? mPending.erase(pending) : std::next(pending);
+    void presentAll(Pending& pending) {
+        for (auto request = pending.begin(); request != pending.end();) {
+            present(*request, mNowNs - mSession.requests[request->first].submitNs);
+            request = mResult.outcomes[request->first].isAnswered ? pending.erase(request) : std::next(request);
+        }
+    }
+
+    void present(size_t tick) {
+        Tick const& now = mSession.ticks[tick];
+        auto const request = mPending.find(now.request);
+        bool const isPending = request != mPending.end();
+        if (isPending) {
+            present(*request, now.waitedNs);
+        }
+        presentAll(mOvertime);
+        if (isPending && mResult.outcomes[now.request].isAnswered) {
+            mPending.erase(request);
+        } else if (isPending && now.isLast) {
+            mOvertime.insert(mPending.extract(request));
         }
     }
 
     void apply(Event const& event) {
         if (event.kind == Event::Tick) {
+            present(event.index);
             return;
         }
         if (event.kind == Event::RequestArrives) {
-            auto const place = std::find_if(mPending.rbegin(), mPending.rend(),
-                                            [&](Pending const& pending) { return pending.index < event.index; });
-            mPending.insert(place.base(), {event.index, inputOf(mSession.requests[event.index])});
+            mPending.emplace(event.index, inputOf(mSession.requests[event.index]));
             return;
         }
         Frame const& frame = mSession.frames[event.index];
@@ -118,7 +132,17 @@ class Host {
             mInflight[frame.frameNo] = {frame.frameNo, streamsOf(frame)};
             return;
         }
+        if (event.kind == Event::FrameLeaves) {
+            if (!mOptions.historyDepth) {
+                mLeaving.insert(frame.frameNo);
+                evict();
+            }
+            return;
+        }
         mInflight.erase(frame.frameNo);
+        if (frame.isLost) {
+            return;
+        }
         mHistory[frame.frameNo] = {frame.frameNo,
                                    frame.requestNo,
                                    frame.startNs,
@@ -129,34 +153,50 @@ class Host {
         evict();
     }
 
-    /// Keeps the history at its depth: the oldest frame that nobody holds leaves, the newest included when all
-    /// others are held.
+    using HistoryEntry = std::map<FrameNo, ISelector::HistoryFrame>::iterator;
+
+    bool isHeld(HistoryEntry entry) const { return entry->second.locked || mKept.count(entry->first) != 0; }
+
+    void removeFromHistory(HistoryEntry entry) {
+        if (FrameLife* const life = lifeOf(entry->first)) {
+            life->leftNs = mNowNs;
+        }
+        mHistory.erase(entry);
+    }
+
+    /// Frames leave that nobody holds: those whose time has come, and the oldest while the history is above its
+    /// depth, the newest included when all others are held.
     void evict() {
-        while (mHistory.size() > mOptions.historyDepth) {
-            auto const oldest = std::find_if(mHistory.begin(), mHistory.end(), [&](auto const& entry) {
-                return !entry.second.locked && mKept.count(entry.first) == 0;
-            });
-            if (oldest == mHistory.end()) {
-                return;
+        for (auto leaving = mLeaving.begin(); leaving != mLeaving.end();) {
+            auto const entry = mHistory.find(*leaving);
+            bool const isHere = entry != mHistory.end();
+            bool const stays = isHere && isHeld(entry);
+            if (isHere && !stays) {
+                removeFromHistory(entry);
             }
-            if (FrameLife* const life = lifeOf(oldest->first)) {
-                life->leftNs = mNowNs;
+            leaving = stays ? std::next(leaving) : mLeaving.erase(leaving);
+        }
+        auto oldest = mHistory.begin();
+        while (mHistory.size() > mDepth && oldest != mHistory.end()) {
+            auto const entry = oldest++;
+            if (!isHeld(entry)) {
+                removeFromHistory(entry);
             }
-            mHistory.erase(oldest);
         }
     }
 
-    void present(Pending& pending) {
-        Outcome& outcome = mResult.outcomes[pending.index];
+    void present(Pending::value_type& pending, int64_t waitedNs) {
+        auto& [index, in] = pending;
+        Outcome& outcome = mResult.outcomes[index];
         Request const& request = *outcome.request;
-        pending.in.elapsedMs = (mNowNs - request.submitNs) / static_cast<int64_t>(kNsPerMs);
-        pending.in.history.swap(mHistory);
-        pending.in.inflight.swap(mInflight);
-        auto const out = mSelectors[request.selector]->select(pending.in);
-        pending.in.history.swap(mHistory);
-        pending.in.inflight.swap(mInflight);
+        in.elapsedMs = waitedNs / static_cast<int64_t>(kNsPerMs);
+        in.history.swap(mHistory);
+        in.inflight.swap(mInflight);
+        auto const out = mSelectors[request.selector]->select(in);
+        in.history.swap(mHistory);
+        in.inflight.swap(mInflight);
         ++outcome.calls;
-        outcome.waitedNs = mNowNs - request.submitNs;
+        outcome.waitedNs = waitedNs;
         check(out, request);
 
         // A request of a burst needs one frame, under whatever index; any other needs them all.
@@ -167,9 +207,9 @@ class Host {
         if (outcome.isAnswered) {
             answer(out.selectedFrames, outcome);
         }
-        keep(pending.index, outcome.isAnswered, out.selectedFrames);
+        keep(index, outcome.isAnswered, out.selectedFrames);
         if (mResult.isExplained) {
-            explain(pending.index);
+            explain(index);
         }
         if (++mCalls == mOptions.explainedCalls) {
             setGate();
@@ -276,11 +316,14 @@ class Host {
 
     Session const& mSession;
     HostOptions const& mOptions;
+    size_t mDepth;
     std::vector<std::shared_ptr<ISelector>> mSelectors;
     SessionResult mResult;
-    std::list<Pending> mPending;  // ascending
+    Pending mPending;
+    Pending mOvertime;  // of a recording: those that were answered by now
     std::map<FrameNo, ISelector::HistoryFrame> mHistory;
     std::map<FrameNo, ISelector::InflightFrame> mInflight;
+    std::set<FrameNo> mLeaving;                      // that are to leave when nobody holds them
     std::map<size_t, std::vector<FrameNo>> mKeptBy;  // by outcome
     std::multiset<FrameNo> mKept;
     CallReader mReader;

@@ -59,8 +59,11 @@ struct SessionResult {
     bool isExplained = true;  ///< the reasons of all calls are known: there were not too many (HostOptions)
 };
 
+constexpr size_t kHistoryDepth = 30;
+
 struct HostOptions {
-    size_t historyDepth = 30;
+    /// Frames of the history; unless told: of a recording what it shows, else kHistoryDepth.
+    std::optional<size_t> historyDepth;
     std::function<std::shared_ptr<ISelector>()> makeSelector;
     std::function<void(LogLine const&)> onLogLine;  ///< may be empty
     /// The log level letter that onLogLine needs; the gate is wider while reasons are read.

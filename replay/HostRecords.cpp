@@ -23,13 +23,16 @@ std::vector<Event> eventsOf(Session const& session) {
         Frame const& frame = session.frames[index];
         events.push_back({frame.shownNs.value_or(frame.startNs), Event::FrameStarts, index});
         events.push_back({frame.resultNs, Event::FrameLands, index});
+        if (frame.leavesNs) {
+            events.push_back({*frame.leavesNs, Event::FrameLeaves, index});
+        }
     }
     for (size_t index = 0; index < session.requests.size(); ++index) {
         Request const& request = session.requests[index];
         events.push_back({request.arrivalNs.value_or(request.submitNs), Event::RequestArrives, index});
     }
-    for (size_t index = 0; index < session.tickNs.size(); ++index) {
-        events.push_back({session.tickNs[index], Event::Tick, index});
+    for (size_t index = 0; index < session.ticks.size(); ++index) {
+        events.push_back({session.ticks[index].ns, Event::Tick, index});
     }
     std::stable_sort(events.begin(), events.end(), [](Event const& left, Event const& right) {
         return left.ns != right.ns ? left.ns < right.ns : left.kind < right.kind;

@@ -6,15 +6,14 @@
 namespace Replay {
 
 struct Event {
-    enum Kind { FrameStarts, FrameLands, RequestArrives, Tick };
+    enum Kind { FrameStarts, FrameLeaves, FrameLands, RequestArrives, Tick };
 
     int64_t ns;
     Kind kind;
     size_t index;  // of the frame, the request or the tick
 };
 
-/// All events in the order of their times; at the same time frames start, then frames land, then requests
-/// arrive.
+/// All events in the order of their times; at the same time in the order of their kinds.
 std::vector<Event> eventsOf(Session const& session);
 
 /// The streams that the frame carries.

@@ -48,7 +48,7 @@ int play(Arguments const& arguments) {
     Recording const recording = readRecording(arguments, readInput(arguments.input), report);
     report.notes = recording.notes;
     report.requests = chosenRequests(arguments, requestsOf(recording));
-    RunOptions options = runOptions(report);
+    RunOptions options = runOptions(arguments, report);
     if (!arguments.logLevel.empty()) {
         int const shown = NSCam::Utils::Log::priorityOf(arguments.logLevel[0]);
         options.host.logLevel = arguments.logLevel[0];

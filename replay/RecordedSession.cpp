@@ -17,27 +17,26 @@ class SelectorSession {
         auto const waiting = mWaiting.find({call.selector, in.requestNo});
         bool const isNew = waiting == mWaiting.end() || in.elapsedMs < waiting->second.elapsedMs;
         // The time that a request has waited is what counts for the selector; the clock of the calls orders them.
+        // No two calls are at the same time, so that what lands between them does so on the desk, too.
         int64_t const elapsedNs = in.elapsedMs * static_cast<int64_t>(kNsPerMs);
-        mNowNs = std::max(mNowNs, isNew ? call.ns : waiting->second.submitNs + elapsedNs);
+        mNowNs = std::max(mNowNs + 1, isNew ? call.ns : waiting->second.submitNs + elapsedNs);
         mDepth = std::max(mDepth, in.history.size());
-        mCallNs.push_back(mNowNs);
-        for (auto const& [key, frame] : in.inflight) {
-            frameOf(key, frame.frameNo).images = frame.streamSets.halImages;
-        }
-        for (auto const& [key, frame] : in.history) {
-            land(frameOf(key, frame.frameNo), frame);
-        }
+        takeFrames(in);
         int64_t const submitNs = isNew ? mNowNs - elapsedNs : waiting->second.submitNs;
+        size_t const place = isNew ? mRequests.size() : waiting->second.place;
         if (isNew && !in.requiredFrames.empty()) {
             addRequest(in, submitNs);
             mRequests.back().selector = mSelectors.try_emplace(call.selector, mSelectors.size()).first->second;
         }
         bool const isServed = in.ispHidlFrameIdx >= 0 ? !call.out.selectedFrames.empty()
                                                       : call.out.selectedFrames.size() == in.requiredFrames.size();
+        if (!in.requiredFrames.empty()) {
+            mTicks.push_back({mNowNs, place, elapsedNs, isServed});
+        }
         if (isServed) {
             mWaiting.erase({call.selector, in.requestNo});
         } else {
-            mWaiting[{call.selector, in.requestNo}] = {submitNs, in.elapsedMs};
+            mWaiting[{call.selector, in.requestNo}] = {submitNs, in.elapsedMs, place};
         }
     }
 
@@ -47,16 +46,21 @@ class SelectorSession {
         session.name = std::move(name);
         session.properties = properties;
         session.selectors = std::max<size_t>(1, mSelectors.size());
-        session.historyDepth = std::max<size_t>(1, mDepth);
-        for (int64_t const ns : mCallNs) {
-            session.tickNs.push_back(ns - offset);
+        session.historyDepth = mDepth;
+        for (Tick const& tick : mTicks) {
+            session.ticks.push_back({tick.ns - offset, tick.request, tick.waitedNs});
         }
         for (auto& entry : mFrames) {
             Frame& frame = entry.second;
             frame.shownNs = *frame.shownNs - offset;
             bool const hasLanded = frame.resultNs >= 0;
+            auto const lost = mLostNs.find(entry.first);
+            if (frame.leavesNs) {
+                *frame.leavesNs -= offset;
+            }
+            frame.isLost = !hasLanded && lost != mLostNs.end();
             frame.startNs = hasLanded ? frame.startNs : *frame.shownNs;
-            frame.resultNs = (hasLanded ? frame.resultNs : mCallNs.back() + 1) - offset;
+            frame.resultNs = (hasLanded ? frame.resultNs : frame.isLost ? lost->second : mNowNs + 1) - offset;
             session.frames.push_back(std::move(frame));
         }
         std::stable_sort(session.frames.begin(), session.frames.end(),
@@ -71,14 +75,50 @@ class SelectorSession {
 
     bool isEmpty() const { return mRequests.empty(); }
 
-    /// Frames of different selectors have the same numbers: each selector has frames of its own.
+    /// Each selector has frames of its own: they have the same numbers, or are there for one and not for the other.
     bool hasOtherFrames() const { return mHasOtherFrames; }
 
   private:
     struct Waiting {
         int64_t submitNs = 0;
         int64_t elapsedMs = 0;  // at its last call
+        size_t place = 0;       // among the requests
     };
+
+    void takeFrames(ISelector::SelectInputParams const& in) {
+        for (auto const& [key, frame] : in.inflight) {
+            frameOf(key, frame.frameNo).images = frame.streamSets.halImages;
+            mLostNs.erase(key);
+        }
+        for (auto const& [key, frame] : in.history) {
+            Frame& known = frameOf(key, frame.frameNo);
+            land(known, frame);
+            mHasOtherFrames = mHasOtherFrames || known.leavesNs;  // it was away: the call between was not about it
+            known.leavesNs = std::nullopt;
+        }
+        for (FrameNo const key : mInFlight) {
+            if (in.inflight.count(key) == 0 && mFrames[key].resultNs < 0) {
+                mLostNs.emplace(key, mNowNs);
+            }
+        }
+        for (FrameNo const key : mInHistory) {
+            if (in.history.count(key) == 0) {
+                mFrames[key].leavesNs = mNowNs;
+            }
+        }
+        mInFlight = keysOf(in.inflight);
+        mInHistory = keysOf(in.history);
+    }
+
+    template <typename Frames>
+    static std::vector<FrameNo> keysOf(Frames const& frames) {
+        std::vector<FrameNo> keys;
+        keys.reserve(frames.size());
+        for (auto const& entry : frames) {
+            keys.push_back(entry.first);
+        }
+        return keys;
+    }
 
     Frame& frameOf(FrameNo key, FrameNo frameNo) {
         auto const [entry, isNew] = mFrames.try_emplace(key);
@@ -96,6 +136,7 @@ class SelectorSession {
             return;
         }
         known.resultNs = mNowNs;
+        known.frameNo = frame.frameNo;
         known.requestNo = frame.requestNo;
         known.startNs = frame.timestamp;
         known.images = frame.streamSets.halImages;
@@ -151,8 +192,11 @@ class SelectorSession {
     static constexpr int64_t kNever = kMaxI64;
 
     size_t mDepth = 0;
-    std::vector<int64_t> mCallNs;
+    std::vector<Tick> mTicks;
     std::map<FrameNo, Frame> mFrames;
+    std::vector<FrameNo> mInHistory;     // at the last call
+    std::vector<FrameNo> mInFlight;      // at the last call
+    std::map<FrameNo, int64_t> mLostNs;  // of those that are in flight no more and have not landed
     std::vector<Request> mRequests;
     std::map<std::pair<uint64_t, RequestNo>, Waiting> mWaiting;
     std::map<uint64_t, size_t> mSelectors;  // to their places in the session

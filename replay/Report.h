@@ -18,7 +18,7 @@ struct PlayedSession {
 struct Report {
     Settings settings;
     std::string plugin;
-    size_t historyDepth = 0;
+    size_t historyDepth = 0;              ///< of several sessions, the greatest
     std::optional<double> resultAfterMs;  ///< of a dump, whose results have no times of their own
     std::vector<PlayedSession> played;
     std::vector<std::string> notes;

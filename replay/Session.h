@@ -26,9 +26,11 @@ constexpr double kNsPerMs = 1e6;
 struct Frame {
     FrameNo frameNo = 0;
     RequestNo requestNo = 0;
-    int64_t startNs = 0;                  ///< exposure starts, the frame is in flight; also its sensor timestamp
-    int64_t resultNs = 0;                 ///< its results are complete, it lands in the history
-    std::optional<int64_t> shownNs = {};  ///< when the host tells of it first, unless at startNs
+    int64_t startNs = 0;                   ///< exposure starts, the frame is in flight; also its sensor timestamp
+    int64_t resultNs = 0;                  ///< its results are complete, it lands in the history
+    bool isLost = false;                   ///< it does not land: at resultNs it is in flight no more
+    std::optional<int64_t> leavesNs = {};  ///< of a recording: it leaves the history then, unless it is locked
+    std::optional<int64_t> shownNs = {};   ///< when the host tells of it first, unless at startNs
     std::set<StreamId> images;
     std::map<StreamId, Metadata> appMetas;
     std::map<StreamId, Metadata> halMetas;
@@ -51,15 +53,24 @@ struct Request {
     size_t selector = 0;  ///< which of the session's selectors serves it
 };
 
+/// A recorded presentation of a request.
+struct Tick {
+    int64_t ns = 0;
+    size_t request = 0;    ///< its place in the session
+    int64_t waitedNs = 0;  ///< as the host told it, whatever the clock of the calls says
+    bool isLast = false;   ///< it was answered then
+};
+
 struct Session {
     std::string name;
     std::vector<std::pair<std::string, std::string>> properties;
     size_t selectors = 1;
     std::vector<Frame> frames;      ///< ascending frame numbers and start times
     std::vector<Request> requests;  ///< in the order in which the host presents pending ones
-    /// Of a recording: pending requests are presented at these times alone; otherwise on every event.
-    std::vector<int64_t> tickNs;
-    size_t historyDepth = 0;  ///< frames of the recorded history; 0: not told
+    /// Of a recording: requests are presented when they were presented then; what was answered then and is not
+    /// under other settings, at the later ticks of others, too. Without ticks, all pending requests on every event.
+    std::vector<Tick> ticks;
+    std::optional<size_t> historyDepth;  ///< of a recording: the greatest that it shows
 };
 
 /// What one input file holds: sessions that follow one another, and what the reader has to say about it.

@@ -166,7 +166,7 @@ void setProperties(SessionArguments const& arguments, Recording const& recording
 
 Recording readRecording(SessionArguments const& arguments, Input const& input, Report& report) {
     report.plugin = arguments.plugin.empty() ? defaultPlugin() : arguments.plugin;
-    report.historyDepth = arguments.historyDepth.value_or(30);
+    report.historyDepth = arguments.historyDepth.value_or(kHistoryDepth);
     if (input.isSession || input.isRecording) {
         for (auto const& [option, isUsed] :
              {std::pair("--assume", !arguments.assume.empty()), std::pair("--client", !arguments.client.empty())}) {
@@ -176,11 +176,11 @@ Recording readRecording(SessionArguments const& arguments, Input const& input, R
         }
         Recording recording =
             input.isSession ? readSession(input.text, input.name) : readRecordedSessions(input.text, input.name);
+        size_t recordedDepth = 0;
         for (Session const& session : recording.sessions) {
-            if (!arguments.historyDepth && session.historyDepth > 0) {
-                report.historyDepth = session.historyDepth;
-            }
+            recordedDepth = std::max(recordedDepth, session.historyDepth.value_or(kHistoryDepth));
         }
+        report.historyDepth = arguments.historyDepth.value_or(recordedDepth);
         setProperties(arguments, recording);
         report.settings = settingsInForce();
         return recording;
@@ -213,10 +213,10 @@ std::set<RequestNo> chosenRequests(SessionArguments const& arguments, std::set<R
     return chosen;
 }
 
-RunOptions runOptions(Report const& report) {
+RunOptions runOptions(SessionArguments const& arguments, Report const& report) {
     RunOptions options;
     options.plugin = report.plugin;
-    options.host.historyDepth = report.historyDepth;
+    options.host.historyDepth = arguments.historyDepth;
     return options;
 }
 

@@ -54,7 +54,7 @@ std::set<RequestNo> requestsOf(Recording const& recording);
 std::set<RequestNo> chosenRequests(SessionArguments const& arguments, std::set<RequestNo> const& known);
 
 /// What `report` was read for, as the runner takes it.
-RunOptions runOptions(Report const& report);
+RunOptions runOptions(SessionArguments const& arguments, Report const& report);
 
 /// Plays the recording's sessions into `report`, each in its own process; failures are told on standard error and
 /// counted. False: the plug-in cannot be loaded.

@@ -51,7 +51,7 @@ std::string playOne(Arguments arguments, Combination const& combination, std::fu
         Recording const recording = readRecording(arguments, read(), report);
         Tally tally;
         for (Session const& session : recording.sessions) {
-            RunResult const run = runSession(session, runOptions(report));
+            RunResult const run = runSession(session, runOptions(arguments, report));
             if (!run.result) {
                 return Json{{"error", (run.isPluginMissing ? "" : session.name + ": ") + run.failure},
                             {"fatal", run.isPluginMissing}}

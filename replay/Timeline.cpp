@@ -291,7 +291,7 @@ std::string frameText(PlayedSession const& played, size_t index) {
         return numberText(static_cast<double>(ns - startOf(*played.session)) / kNsPerMs);
     };
     std::string text = "F" + std::to_string(frame.frameNo) + ": exposed at " + ms(frame.startNs) +
-                       " ms, in flight until " + ms(frame.resultNs) + " ms";
+                       (frame.isLost ? " ms, lost at " : " ms, in flight until ") + ms(frame.resultNs) + " ms";
     text += life.leftNs < 0 ? "" : ", left the history at " + ms(life.leftNs) + " ms";
     for (auto const& [requestNo, verdict] : life.verdicts) {
         text += "; R" + std::to_string(requestNo);

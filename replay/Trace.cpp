@@ -135,7 +135,9 @@ class Tracks {
             sensor.push_back({frames[index].startNs, frames[index].startNs + period, index});
             flight.push_back({frames[index].startNs, frames[index].resultNs, index});
             int64_t const leftNs = mPlayed.result.frames[index].leftNs;
-            history.push_back({frames[index].resultNs, leftNs < 0 ? mPlayed.result.endNs : leftNs, index});
+            if (!frames[index].isLost) {
+                history.push_back({frames[index].resultNs, leftNs < 0 ? mPlayed.result.endNs : leftNs, index});
+            }
         }
         writeSpans("sensor", sensor);
         writeSpans("in flight", flight);

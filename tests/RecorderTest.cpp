@@ -6,8 +6,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <thread>
 
+#include "Host.h"
 #include "Plugin.h"
 #include "RecordedCalls.h"
 #include "Scene.h"
@@ -29,16 +31,22 @@ class Recording : public testing::Test {
 
     void TearDown() override { std::filesystem::remove_all(mFolder); }
 
+    std::string text() const {
+        std::ostringstream text;
+        for (auto const& file : std::filesystem::directory_iterator(mFolder)) {
+            text << std::ifstream(file.path()).rdbuf();
+        }
+        return text.str();
+    }
+
     std::vector<RecordedEvent> read() const {
         std::vector<RecordedEvent> events;
-        for (auto const& file : std::filesystem::directory_iterator(mFolder)) {
-            std::ifstream in(file.path());
-            RecordingReader reader(in, "recording");
-            while (auto event = reader.next()) {
-                events.push_back(std::move(*event));
-            }
-            EXPECT_TRUE(reader.notes().empty());
+        std::istringstream in(text());
+        RecordingReader reader(in, "recording");
+        while (auto event = reader.next()) {
+            events.push_back(std::move(*event));
         }
+        EXPECT_TRUE(reader.notes().empty());
         return events;
     }
 
@@ -151,6 +159,129 @@ TEST_F(Recording, HoldsEveryCallAsItWas) {
     }
     EXPECT_EQ(read, given);
     EXPECT_EQ(readAnswers, answers);
+}
+
+using Chosen = std::map<RequestNo, std::vector<FrameNo>>;
+
+/// A host that is not the desk's: what it shows, when, and which of the requests it presents, is left to chance.
+class LooseHost {
+  public:
+    LooseHost(std::shared_ptr<ISelector> selector, uint32_t seed)
+        : mSelector(std::move(selector)), mRandom(seed), mHint(static_cast<int32_t>(seed % 5)) {}
+
+    Chosen live() {
+        for (int step = 0; step < 600; ++step) {
+            mNowMs += draw(20);
+            switch (draw(8)) {
+                case 0: ask(); break;
+                case 1:
+                case 2:
+                    ++mLast;
+                    mScene.inflight(mLast, mLast);
+                    break;
+                case 3:
+                case 4: land(); break;
+                default: present();
+            }
+        }
+        return mChosen;
+    }
+
+  private:
+    struct Asked {
+        ISelector::SelectInputParams in;
+        int64_t sinceMs;
+    };
+
+    int32_t draw(int32_t below) { return std::uniform_int_distribution<int32_t>(0, below - 1)(mRandom); }
+
+    void ask() {
+        int32_t const count = mHint == 0 ? 1 : 1 + draw(3);
+        for (int32_t place = 0; place < count && mAsked.size() < 6; ++place) {
+            mScene.requestMeta.set(kHint, mHint);
+            mScene.shutterAt(mLast > 3 ? mLast - static_cast<FrameNo>(draw(4)) : 0);
+            mHint == 0 ? mScene.request(mRequests++)
+                       : mScene.burst(mRequests++ - static_cast<RequestNo>(place), place, count);
+            mAsked.push_back({mScene.in, mNowMs});
+        }
+    }
+
+    /// A frame's results come, in any order, or never; a few old ones leave.
+    void land() {
+        auto& inflight = mScene.in.inflight;
+        if (inflight.empty()) {
+            return;
+        }
+        FrameNo const frameNo = std::next(inflight.begin(), draw(2) % static_cast<int>(inflight.size()))->first;
+        if (draw(8) == 0) {
+            inflight.erase(frameNo);
+            return;
+        }
+        mScene.land(frameNo).app(frameNo).set(kAfState, static_cast<uint8_t>(draw(4) == 0 ? 1 : 2));
+        auto& history = mScene.in.history;
+        for (auto frame = history.begin();
+             history.size() > 9 - static_cast<size_t>(draw(5)) && frame != history.end();) {
+            frame = frame->second.locked ? std::next(frame) : history.erase(frame);
+        }
+    }
+
+    void present() {
+        if (mAsked.empty()) {
+            return;
+        }
+        auto const asked = mAsked.begin() + draw(static_cast<int32_t>(mAsked.size()));
+        asked->in.elapsedMs = mNowMs - asked->sinceMs;
+        asked->in.history = mScene.in.history;
+        asked->in.inflight = mScene.in.inflight;
+        auto const out = mSelector->select(asked->in);
+        mScene.carryOut(out);
+        if (out.selectedFrames.empty()) {
+            return;
+        }
+        for (auto const& entry : out.selectedFrames) {
+            mChosen[asked->in.requestNo].push_back(entry.second.frameNo);
+            if (mScene.in.history.count(entry.second.frameNo) != 0) {
+                mScene.frame(entry.second.frameNo).locked = false;
+            }
+        }
+        mAsked.erase(asked);
+    }
+
+    std::shared_ptr<ISelector> mSelector;
+    std::mt19937 mRandom;
+    int32_t mHint;
+    Scene mScene;
+    std::vector<Asked> mAsked;
+    Chosen mChosen;
+    FrameNo mLast = 0;
+    RequestNo mRequests = 900;
+    int64_t mNowMs = 0;
+};
+
+TEST_F(Recording, AsASessionEndsAsItDid) {
+    std::vector<Chosen> recorded;
+    size_t answers = 0;
+    for (uint32_t seed = 0; seed < 60; ++seed) {
+        recorded.push_back(LooseHost(mRecorder.makeSelector(), seed).live());
+        answers += recorded.back().size();
+    }
+    EXPECT_GT(answers, 300U);
+    auto const sessions = readRecordedSessions(text(), "recording").sessions;
+    ASSERT_EQ(recorded.size(), sessions.size());
+    // Another file, so that what the selectors of a process share begins anew.
+    std::filesystem::copy_file(PLUGIN, mFolder / "plugin.so");
+    Plugin const plugin(mFolder / "plugin.so");
+    HostOptions options;
+    options.makeSelector = [&] { return plugin.makeSelector(); };
+    for (size_t index = 0; index < sessions.size(); ++index) {
+        Chosen played;
+        for (Outcome const& outcome : play(sessions[index], options).outcomes) {
+            for (auto const& entry : outcome.chosen) {
+                played[outcome.request->requestNo].push_back(entry.second);
+            }
+        }
+        EXPECT_EQ(recorded[index], played) << "life " << index;
+    }
 }
 
 TEST_F(Recording, OfSeveralThreads) {
