@@ -41,7 +41,7 @@ def main():
     print(f"{context['num_cpus']} CPUs at {context['mhz_per_cpu']} MHz, {context['date']}\n")
     head = " | ".join(f"depth {depth}" for depth in DEPTHS)
     print(f"Time as a multiple of the floor, gates closed:\n\n| call | {head} |\n|---|" + "---|" * len(DEPTHS))
-    for (what, mode), values in results.items():
+    for (what, mode), values in sorted(results.items()):
         closed = results.get((what, "closed")) if mode == "floor" else None
         if closed:
             ratio = {depth: closed[depth][0] / values[depth][0] for depth in values if depth in closed}
