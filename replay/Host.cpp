@@ -28,7 +28,7 @@ class Host {
     Host(Session const& session, HostOptions const& options)
         : mSession(session),
           mOptions(options),
-          mDepth(options.historyDepth.value_or(session.historyDepth.value_or(kHistoryDepth))) {
+          mDepth(options.historyDepth.value_or(session.historyDepth ? SIZE_MAX : kHistoryDepth)) {
         setGate();
         mResult.outcomes.resize(session.requests.size());
         for (size_t index = 0; index < session.requests.size(); ++index) {
@@ -56,6 +56,8 @@ class Host {
             apply(events[done]);
             if (mSession.ticks.empty()) {
                 presentAll(mPending);
+            } else if (events[done].kind == Event::FrameLands) {
+                presentAll(mOvertime);
             }
             if (mOptions.onProgress) {
                 mOptions.onProgress(done + 1, events.size());

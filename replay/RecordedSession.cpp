@@ -1,5 +1,6 @@
 // Sessions out of a recording: what the calls show of frames and requests, for the desk host to play again.
 #include <algorithm>
+#include <deque>
 #include <iterator>
 #include <sstream>
 
@@ -18,21 +19,26 @@ class SelectorSession {
         bool const isNew = waiting == mWaiting.end() || in.elapsedMs < waiting->second.elapsedMs;
         // The time that a request has waited is what counts for the selector; the clock of the calls orders them.
         // No two calls are at the same time, so that what lands between them does so on the desk, too.
-        int64_t const elapsedNs = in.elapsedMs * static_cast<int64_t>(kNsPerMs);
-        mNowNs = std::max(mNowNs + 1, isNew ? call.ns : waiting->second.submitNs + elapsedNs);
+        int64_t const elapsedNs = in.elapsedMs * kNsAMs;
+        int64_t const calledNs = isNew ? std::max(call.ns, shutterNow(in)) : waiting->second.submitNs + elapsedNs;
+        mBeforeNs = mNowNs;
+        mNowNs = std::max(mNowNs + 1, calledNs);
+        mBeforeNs = mTicks.empty() ? mNowNs - 1 : mBeforeNs;  // what the first call shows came with it
         mDepth = std::max(mDepth, in.history.size());
         takeFrames(in);
+        if (in.requiredFrames.empty()) {
+            return;  // it asks for nothing
+        }
         int64_t const submitNs = isNew ? mNowNs - elapsedNs : waiting->second.submitNs;
         size_t const place = isNew ? mRequests.size() : waiting->second.place;
-        if (isNew && !in.requiredFrames.empty()) {
+        if (isNew) {
+            mShutterDelayNs = in.zsdTs > 0 && !mShutterDelayNs ? submitNs - in.zsdTs : mShutterDelayNs;
             addRequest(in, submitNs);
             mRequests.back().selector = mSelectors.try_emplace(call.selector, mSelectors.size()).first->second;
         }
         bool const isServed = in.ispHidlFrameIdx >= 0 ? !call.out.selectedFrames.empty()
                                                       : call.out.selectedFrames.size() == in.requiredFrames.size();
-        if (!in.requiredFrames.empty()) {
-            mTicks.push_back({mNowNs, place, elapsedNs, isServed});
-        }
+        mTicks.push_back({mNowNs, place, elapsedNs, isServed});
         if (isServed) {
             mWaiting.erase({call.selector, in.requestNo});
         } else {
@@ -47,20 +53,18 @@ class SelectorSession {
         session.properties = properties;
         session.selectors = std::max<size_t>(1, mSelectors.size());
         session.historyDepth = mDepth;
-        for (Tick const& tick : mTicks) {
-            session.ticks.push_back({tick.ns - offset, tick.request, tick.waitedNs});
+        session.ticks = mTicks;
+        for (Tick& tick : session.ticks) {
+            tick.ns -= offset;
         }
+        placeFrames(offset);
         for (auto& entry : mFrames) {
-            Frame& frame = entry.second;
+            Frame& frame = entry.second.frame;
             frame.shownNs = *frame.shownNs - offset;
-            bool const hasLanded = frame.resultNs >= 0;
-            auto const lost = mLostNs.find(entry.first);
+            frame.resultNs -= offset;
             if (frame.leavesNs) {
                 *frame.leavesNs -= offset;
             }
-            frame.isLost = !hasLanded && lost != mLostNs.end();
-            frame.startNs = hasLanded ? frame.startNs : *frame.shownNs;
-            frame.resultNs = (hasLanded ? frame.resultNs : frame.isLost ? lost->second : mNowNs + 1) - offset;
             session.frames.push_back(std::move(frame));
         }
         std::stable_sort(session.frames.begin(), session.frames.end(),
@@ -85,25 +89,50 @@ class SelectorSession {
         size_t place = 0;       // among the requests
     };
 
+    /// A change that one call did not show and the next one does.
+    struct Change {
+        int64_t afterNs = 0;
+        int64_t byNs = 0;
+
+        /// The time, if it was not the one expected, that comes nearest.
+        int64_t at(int64_t expectedNs) const { return std::min(std::max(expectedNs, afterNs + 1), byNs); }
+    };
+
+    struct Seen {
+        Frame frame;
+        Change shown = {};
+        std::optional<Change> landed = {};
+        std::optional<Change> lost = {};  // out of flight, not landed
+        std::optional<Change> left = {};
+    };
+
+    /// When a new request is presented, by its shutter and what the first request took from there: a host whose
+    /// clock is not that of the calls, as the desk's, shows by its shutters how time went. INT64_MIN if it cannot
+    /// be told.
+    int64_t shutterNow(ISelector::SelectInputParams const& in) const {
+        return in.zsdTs > 0 && mShutterDelayNs ? in.zsdTs + *mShutterDelayNs + in.elapsedMs * kNsAMs : kMinI64;
+    }
+
     void takeFrames(ISelector::SelectInputParams const& in) {
         for (auto const& [key, frame] : in.inflight) {
-            frameOf(key, frame.frameNo).images = frame.streamSets.halImages;
-            mLostNs.erase(key);
+            Seen& seen = seenAs(key, frame.frameNo);
+            seen.frame.images = frame.streamSets.halImages;
+            seen.lost = std::nullopt;
         }
         for (auto const& [key, frame] : in.history) {
-            Frame& known = frameOf(key, frame.frameNo);
-            land(known, frame);
-            mHasOtherFrames = mHasOtherFrames || known.leavesNs;  // it was away: the call between was not about it
-            known.leavesNs = std::nullopt;
+            Seen& seen = seenAs(key, frame.frameNo);
+            land(seen, frame);
+            mHasOtherFrames = mHasOtherFrames || seen.left;  // it was away: the call between was not about it
+            seen.left = std::nullopt;
         }
         for (FrameNo const key : mInFlight) {
-            if (in.inflight.count(key) == 0 && mFrames[key].resultNs < 0) {
-                mLostNs.emplace(key, mNowNs);
+            if (in.inflight.count(key) == 0) {
+                mFrames[key].lost = change();
             }
         }
         for (FrameNo const key : mInHistory) {
             if (in.history.count(key) == 0) {
-                mFrames[key].leavesNs = mNowNs;
+                mFrames[key].left = change();
             }
         }
         mInFlight = keysOf(in.inflight);
@@ -120,22 +149,24 @@ class SelectorSession {
         return keys;
     }
 
-    Frame& frameOf(FrameNo key, FrameNo frameNo) {
+    Change change() const { return {mBeforeNs, mNowNs}; }
+
+    Seen& seenAs(FrameNo key, FrameNo frameNo) {
         auto const [entry, isNew] = mFrames.try_emplace(key);
         if (isNew) {
-            entry->second.frameNo = frameNo;
-            entry->second.shownNs = mNowNs;
-            entry->second.resultNs = -1;
+            entry->second.frame.frameNo = frameNo;
+            entry->second.shown = change();
         }
         return entry->second;
     }
 
-    void land(Frame& known, ISelector::HistoryFrame const& frame) {
-        if (known.resultNs >= 0) {
+    void land(Seen& seen, ISelector::HistoryFrame const& frame) {
+        Frame& known = seen.frame;
+        if (seen.landed) {
             mHasOtherFrames = mHasOtherFrames || known.startNs != frame.timestamp;
             return;
         }
-        known.resultNs = mNowNs;
+        seen.landed = change();
         known.frameNo = frame.frameNo;
         known.requestNo = frame.requestNo;
         known.startNs = frame.timestamp;
@@ -174,6 +205,39 @@ class SelectorSession {
         mRequests.push_back(std::move(request));
     }
 
+    /// Places what happened to the frames between two calls, which does not show: each lands as long after its
+    /// start as the one that was soonest seen to, and old frames leave when new ones land.
+    void placeFrames(int64_t offset) {
+        int64_t latency = kNever;
+        for (auto const& entry : mFrames) {
+            Seen const& seen = entry.second;
+            latency = seen.landed ? std::min(latency, seen.landed->byNs - seen.frame.startNs) : latency;
+        }
+        std::map<int64_t, std::deque<int64_t>> landings;  // by the call that shows them
+        for (auto& entry : mFrames) {
+            Seen& seen = entry.second;
+            Frame& frame = seen.frame;
+            if (seen.landed) {
+                frame.resultNs = seen.landed->at(frame.startNs + latency);
+                frame.shownNs = std::min(seen.shown.at(frame.startNs + std::min(offset, latency)), frame.resultNs);
+                landings[seen.landed->byNs].push_back(frame.resultNs);
+            } else {
+                frame.isLost = seen.lost.has_value();
+                frame.resultNs = frame.isLost ? seen.lost->byNs : mNowNs + 1;
+                frame.shownNs = seen.shown.byNs;
+                frame.startNs = seen.shown.byNs - offset;
+            }
+        }
+        for (auto& entry : mFrames) {
+            Seen& seen = entry.second;
+            if (seen.left) {
+                auto& landed = landings[seen.left->byNs];
+                seen.frame.leavesNs = landed.empty() ? seen.left->byNs : landed.front();
+                landed.empty() ? void() : landed.pop_front();
+            }
+        }
+    }
+
     /// From the sensor's clock to that of the calls: the request that was presented soonest after its shutter shows
     /// it; without a shutter, the frame that was seen soonest.
     int64_t clockOffset() const {
@@ -183,26 +247,46 @@ class SelectorSession {
             offset = request.shutterNs > 0 ? std::min(offset, request.submitNs - request.shutterNs) : offset;
         }
         for (auto const& entry : mFrames) {
-            Frame const& frame = entry.second;
-            seen = frame.resultNs >= 0 ? std::min(seen, frame.resultNs - frame.startNs) : seen;
+            Seen const& frame = entry.second;
+            seen = frame.landed ? std::min(seen, frame.landed->byNs - frame.frame.startNs) : seen;
         }
         return offset != kNever ? offset : seen != kNever ? seen : 0;
     }
 
     static constexpr int64_t kNever = kMaxI64;
+    static constexpr int64_t kNsAMs = 1000000;
 
     size_t mDepth = 0;
     std::vector<Tick> mTicks;
-    std::map<FrameNo, Frame> mFrames;
-    std::vector<FrameNo> mInHistory;     // at the last call
-    std::vector<FrameNo> mInFlight;      // at the last call
-    std::map<FrameNo, int64_t> mLostNs;  // of those that are in flight no more and have not landed
+    std::map<FrameNo, Seen> mFrames;
+    std::vector<FrameNo> mInHistory;  // at the last call
+    std::vector<FrameNo> mInFlight;   // at the last call
     std::vector<Request> mRequests;
     std::map<std::pair<uint64_t, RequestNo>, Waiting> mWaiting;
     std::map<uint64_t, size_t> mSelectors;  // to their places in the session
+    int64_t mBeforeNs = 0;                  // the call before
     int64_t mNowNs = 0;
+    std::optional<int64_t> mShutterDelayNs;  // from its shutter until the first request was submitted
     bool mHasOtherFrames = false;
 };
+
+/// Times whose sums and differences must not overflow.
+void checkTimes(RecordedCall const& call, std::string const& file) {
+    constexpr int64_t kMostNs = int64_t{1} << 58;         // of clocks that begin with the machine: 9 years
+    constexpr int64_t kMostTimestamp = int64_t{1} << 61;  // enough for one that counts from 1970
+    auto const check = [&](char const* name, int64_t value, int64_t most) {
+        if (value < -most || value > most) {
+            throw SessionError(file + ": call " + std::to_string(call.number) + ": " + name + " " +
+                               std::to_string(value) + " is too far away to be played; verify takes it");
+        }
+    };
+    check("ns", call.ns, kMostNs);
+    check("elapsedMs", call.input.in.elapsedMs, kMostNs / static_cast<int64_t>(kNsPerMs));
+    check("zsdTs", call.input.in.zsdTs, kMostTimestamp);
+    for (auto const& entry : call.input.in.history) {
+        check("timestamp", entry.second.timestamp, kMostTimestamp);
+    }
+}
 
 using PropertyList = std::vector<std::pair<std::string, std::string>>;
 
@@ -225,6 +309,7 @@ std::optional<Recording> sessionsOf(std::string const& text, std::string const& 
         if (auto const* const told = std::get_if<RecordedProperties>(&*event)) {
             properties = properties ? properties : setOf(*told);
         } else if (auto const* const call = std::get_if<RecordedCall>(&*event)) {
+            checkTimes(*call, file);
             selectors[isShared ? 0 : call->selector].take(*call);
         }
     }

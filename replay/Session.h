@@ -68,9 +68,10 @@ struct Session {
     std::vector<Frame> frames;      ///< ascending frame numbers and start times
     std::vector<Request> requests;  ///< in the order in which the host presents pending ones
     /// Of a recording: requests are presented when they were presented then; what was answered then and is not
-    /// under other settings, at the later ticks of others, too. Without ticks, all pending requests on every event.
+    /// under other settings, on later events, too. Without ticks, all pending requests are, on every event.
     std::vector<Tick> ticks;
-    std::optional<size_t> historyDepth;  ///< of a recording: the greatest that it shows
+    std::optional<size_t>
+        historyDepth;  ///< of a recording, whose frames leave by themselves: the greatest it shows
 };
 
 /// What one input file holds: sessions that follow one another, and what the reader has to say about it.

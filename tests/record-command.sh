@@ -100,6 +100,16 @@ grep -q 'E SampleRecorder: recording: cannot make .*nowhere/zsl-' "$work/recorde
     [ "$(grep -c 'E SampleRecorder: recording: .* ends: File too large' "$work/recorded.log")" = 1 ] || fail "full is told"
     check full 0 'calls of 1 selectors: all answers as recorded' verify "$work"/zsl-*.ndjson
 }
+# Under settings that keep a request longer than the recorded ones, it waits for what landed between the calls.
+run generate --seed 7 >"$work/focus.json"
+record --policy 'ZeroShutterDelay|ContinuousFrame' "$work/focus.json"
+check waits 0 'R1000 .*F33 .* 50[0-9]\.[0-9] +20 ' --policy 0x30005 "$work"/zsl-*.ndjson
+diff <(run --json "$work/focus.json" | chosen) <(run --json --policy 0x30005 "$work"/zsl-*.ndjson | chosen) ||
+    fail "other settings"
+sed 's/"elapsedMs":[0-9]*/"elapsedMs":9223372036854775807/' "$good" >"$work/far"
+check far 2 'far: call 1: elapsedMs 9223372036854775807 is too far away to be played' "$work/far"
+check farStill 4 '^15 calls of 1 selectors: 12 answers differ' verify "$work/far"
+
 run generate --seconds 150 --captures 300 >"$work/long.json"
 record --setprop vendor.debug.camera.zsl.record.mb=1 "$work/long.json"
 check greatest 0 'note: .*the recording ended at its greatest size' verify "$work"/zsl-*.ndjson
