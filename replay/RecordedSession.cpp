@@ -21,9 +21,9 @@ class SelectorSession {
         // No two calls are at the same time, so that what lands between them does so on the desk, too.
         int64_t const elapsedNs = in.elapsedMs * kNsAMs;
         int64_t const calledNs = isNew ? std::max(call.ns, shutterNow(in)) : waiting->second.submitNs + elapsedNs;
-        mBeforeNs = mNowNs;
-        mNowNs = std::max(mNowNs + 1, calledNs);
-        mBeforeNs = mTicks.empty() ? mNowNs - 1 : mBeforeNs;  // what the first call shows came with it
+        int64_t const nowNs = std::max(mNowNs + 1, calledNs);
+        mBeforeNs = mTicks.empty() ? nowNs - 1 : mNowNs;  // what the first call shows came with it
+        mNowNs = nowNs;
         mDepth = std::max(mDepth, in.history.size());
         takeFrames(in);
         if (in.requiredFrames.empty()) {
@@ -232,8 +232,11 @@ class SelectorSession {
             Seen& seen = entry.second;
             if (seen.left) {
                 auto& landed = landings[seen.left->byNs];
-                seen.frame.leavesNs = landed.empty() ? seen.left->byNs : landed.front();
-                landed.empty() ? void() : landed.pop_front();
+                seen.frame.leavesNs = seen.left->byNs;
+                if (!landed.empty()) {
+                    seen.frame.leavesNs = landed.front();
+                    landed.pop_front();
+                }
             }
         }
     }
@@ -254,7 +257,7 @@ class SelectorSession {
     }
 
     static constexpr int64_t kNever = kMaxI64;
-    static constexpr int64_t kNsAMs = 1000000;
+    static constexpr auto kNsAMs = static_cast<int64_t>(kNsPerMs);
 
     size_t mDepth = 0;
     std::vector<Tick> mTicks;
