@@ -1,8 +1,11 @@
 // Bytes for the replay tool's readers: they read or complain, nothing else.
 #include <string>
 
-#include "Logcat.h"
-#include "Session.h"
+#include "replay/explain/Logcat.h"
+#include "replay/input/PhoneDump.h"
+#include "replay/input/RecordedSession.h"
+#include "replay/input/SessionReader.h"
+#include "replay/model/InputError.h"
 
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
     if (size == 0) {
@@ -23,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
             options.maxFrames = 2000;
             Replay::readPhoneDump(text, "fuzz", options);
         }
-    } catch (Replay::SessionError const&) {
+    } catch (Replay::InputError const&) {
     }
     return 0;
 }

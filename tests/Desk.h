@@ -7,7 +7,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "Report.h"
+#include "replay/input/SessionReader.h"
+#include "replay/report/Report.h"
 
 namespace ZslTest {
 
@@ -19,8 +20,8 @@ inline std::string textOf(std::string const& path) {
 }
 
 /// Plays a session file under its own properties. `session` has to outlive the result.
-inline Replay::SessionResult playFile(std::string const& path, Replay::Session& session,
-                                      Replay::HostOptions options = {}) {
+inline Replay::PlayedSession playFile(std::string const& path, Replay::Session& session,
+                                      Replay::HostOptions options = {}, bool explain = false) {
     namespace Properties = NSCam::Utils::Properties;
     session = Replay::readSession(textOf(path), path).sessions.at(0);
     Properties::clear();
@@ -33,7 +34,7 @@ inline Replay::SessionResult playFile(std::string const& path, Replay::Session& 
         createCustomSelector(selector);
         return selector;
     };
-    return Replay::play(session, options);
+    return Replay::playInProcess(session, options, explain);
 }
 
 /// Compares with a file under tests/data, or writes it if the environment asks for that.

@@ -4,12 +4,12 @@
 #include <nlohmann/json.hpp>
 
 #include "Desk.h"
-#include "Generate.h"
-#include "Logcat.h"
-#include "Markup.h"
-#include "Page.h"
-#include "Sweep.h"
-#include "Trace.h"
+#include "replay/explain/Logcat.h"
+#include "replay/input/Generate.h"
+#include "replay/report/Markup.h"
+#include "replay/report/Page.h"
+#include "replay/report/Trace.h"
+#include "replay/sweep/Sweep.h"
 
 namespace ZslTest {
 namespace {
@@ -55,10 +55,11 @@ TEST(Explain, BundledSessionsInWords) {
     for (auto const& [name, requests] : kTold) {
         Session session;
         HostOptions options;
-        options.explain = true;
-        for (Outcome const& outcome : playFile(SESSIONS "/" + name + ".json", session, options).outcomes) {
+        PlayedSession const played = playFile(SESSIONS "/" + name + ".json", session, options, true);
+        for (size_t index = 0; index < session.requests.size(); ++index) {
+            Outcome const& outcome = played.result.outcomes[index];
             if (std::count(requests.begin(), requests.end(), outcome.request->requestNo) != 0) {
-                told += name + ": " + outcome.explanation.text() + '\n';
+                told += name + ": " + played.explanations[index].text() + '\n';
             }
         }
     }
@@ -88,8 +89,9 @@ TEST(Explain, ALogcatTellsTheSame) {
     for (char const* const name : {"time-out", "fifo-out-of-order", "quality-none-passes", "mfnr-hdr"}) {
         Session session;
         HostOptions options;
-        options.explain = options.keepLog = true;
-        SessionResult const result = playFile(SESSIONS "/" + std::string(name) + ".json", session, options);
+        options.keepLog = true;
+        PlayedSession const played = playFile(SESSIONS "/" + std::string(name) + ".json", session, options, true);
+        SessionResult const& result = played.result;
         for (Form const form : kForms) {
             std::string log = "--------- beginning of main\n01-01 00:00:00.000  1  1 I Other: SampleSelector: no\n";
             std::string other;
@@ -106,11 +108,13 @@ TEST(Explain, ALogcatTellsTheSame) {
                 EXPECT_TRUE(process.hasDebug);
                 ASSERT_EQ(process.requests.size(), result.outcomes.size());
                 for (LoggedRequest const& request : process.requests) {
-                    auto const outcome =
+                    auto const at =
                         std::find_if(result.outcomes.begin(), result.outcomes.end(), [&](Outcome const& candidate) {
                             return candidate.request->requestNo == request.requestNo;
                         });
-                    EXPECT_EQ(request.explanation.text(), outcome->explanation.text()) << log.substr(0, 200);
+                    auto const index = static_cast<size_t>(at - result.outcomes.begin());
+                    EXPECT_EQ(request.explanation.text(), played.explanations.at(index).text())
+                        << log.substr(0, 200);
                 }
             }
         }
@@ -155,8 +159,8 @@ class Pictures : public testing::Test {
   protected:
     void play(std::string const& name) {
         HostOptions options;
-        options.explain = options.keepLog = true;
-        mReport.played.push_back({&mSession, playFile(SESSIONS "/" + name + ".json", mSession, options)});
+        options.keepLog = true;
+        mReport.played.push_back(playFile(SESSIONS "/" + name + ".json", mSession, options, true));
         mSession.name = "<script>alert(1)</script> \"&'";
     }
 
@@ -221,12 +225,12 @@ TEST(Sweep, SumsAndMarks) {
     EXPECT_EQ(values.quantile(0.95), 40);
 
     Session session;
-    SessionResult const result = playFile(SESSIONS "/time-out.json", session);
+    SessionResult const result = playFile(SESSIONS "/time-out.json", session).result;
     Tally tally;
     tally.add(session, result);
     EXPECT_EQ(columnsOf(Tally::fromJson(tally.toJson())), columnsOf(tally));
     Tally better = tally;
-    better.add(Tally{1, 1, 0, 0, values, values, {1, 1}, {}, {}});
+    better.add(Tally{{0, 1, 0}, values, values, {1, 1}, {}, {}});
     std::ostringstream table;
     printSweepTable(table, {{"0", "None", "300"}, {"2", "default", "default"}}, {tally, better});
     std::ostringstream csv;

@@ -8,8 +8,8 @@
 #include <set>
 
 #include "CountingNew.h"
-#include "Plugin.h"
 #include "Scene.h"
+#include "replay/selector/Plugin.h"
 
 namespace {
 

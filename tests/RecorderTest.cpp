@@ -9,10 +9,11 @@
 #include <random>
 #include <thread>
 
-#include "Host.h"
-#include "Plugin.h"
-#include "RecordedCalls.h"
 #include "Scene.h"
+#include "replay/host/Host.h"
+#include "replay/input/RecordedCalls.h"
+#include "replay/input/RecordedSession.h"
+#include "replay/selector/Plugin.h"
 
 namespace ZslTest {
 namespace {

@@ -30,7 +30,7 @@
 #include <sstream>
 
 #include "Scene.h"
-#include "TagTable.h"
+#include "replay/model/TagTable.h"
 
 namespace ZslTest {
 namespace {

@@ -1,0 +1,122 @@
+// zsl-replay explain: tells call by call why each request got its frames.
+#include <iostream>
+
+#include "Commands.h"
+#include "SessionOptions.h"
+#include "replay/explain/Logcat.h"
+#include "replay/model/InputError.h"
+
+namespace Replay {
+
+namespace {
+
+struct Arguments : SessionArguments {
+    std::string logcat;
+};
+
+/// A blank line stands between two explanations.
+class Printer {
+  public:
+    void print(std::string const& text) {
+        std::cout << (mIsFirst ? "" : "\n") << text;
+        mIsFirst = false;
+    }
+
+  private:
+    bool mIsFirst = true;
+};
+
+int explainSessions(Arguments const& arguments) {
+    Report report;
+    SessionSet const set = readSessions(arguments, readInput(arguments.input), report);
+    report.requests = chosenRequests(arguments, requestsOf(set));
+    RunOptions options = runOptions(arguments, report);
+    options.explain = true;
+    if (!playSessions(set, options, report)) {
+        return kExitFailed;
+    }
+    Printer printer;
+    for (auto const& [session, result, explanations] : report.played) {
+        bool isNamed = set.sessions.size() == 1;
+        for (size_t index = 0; index < result.outcomes.size(); ++index) {
+            Outcome const& outcome = result.outcomes[index];
+            if (!report.isShown(outcome)) {
+                continue;
+            }
+            if (!isNamed) {
+                printer.print("== " + session->name + " ==\n");
+                isNamed = true;
+            }
+            printer.print(outcome.calls > 0 ? explanations[index].text()
+                                            : "R" + std::to_string(outcome.request->requestNo) +
+                                                  ": the session ends before it comes\n");
+        }
+    }
+    for (std::string const& note : set.notes) {
+        std::cerr << "zsl-replay: note: " << note << '\n';
+    }
+    return report.failed > 0 ? kExitFailed : 0;
+}
+
+int explainLog(Arguments const& arguments) {
+    Input const input = readText(arguments.logcat);
+    auto const processes = readLogcat(input.text);
+    std::set<RequestNo> known;
+    for (LoggedProcess const& process : processes) {
+        for (LoggedRequest const& request : process.requests) {
+            known.insert(request.requestNo);
+        }
+    }
+    if (known.empty()) {
+        throw InputError(input.name +
+                         ": no call of the selector; looked for the tag SampleSelector in the forms threadtime, "
+                         "time, brief and tag of adb logcat");
+    }
+    auto const chosen = chosenRequests(arguments, known);
+    Printer printer;
+    for (LoggedProcess const& process : processes) {
+        if (!process.hasDebug) {
+            std::cerr << "zsl-replay: note: process " << process.id
+                      << " has no DEBUG lines of the selector: frames that qualified, answers and locks are not in "
+                         "this log; see docs/log.md\n";
+        }
+        bool isNamed = processes.size() == 1;
+        for (LoggedRequest const& request : process.requests) {
+            if (!chosen.empty() && chosen.count(request.requestNo) == 0) {
+                continue;
+            }
+            if (!isNamed) {
+                printer.print("== process " + process.id + " ==\n");
+                isNamed = true;
+            }
+            printer.print(request.explanation.text());
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+std::function<int()> addExplain(CLI::App& app) {
+    auto const arguments = std::make_shared<Arguments>();
+    auto* const input =
+        app.add_option("INPUT", arguments->input,
+                       "Session file (JSON), camera service tag monitor dump, or recording; - is standard input")
+            ->check(notEmpty);
+    auto* const logcat =
+        app.add_option("--logcat", arguments->logcat, "Explain what adb logcat printed; - is standard input")
+            ->check(notEmpty)
+            ->excludes(input);
+    addRequestOption(app, *arguments);
+    CLI::App* const settings = app.add_option_group("When a session is played");
+    addSettingOptions(*settings, *arguments);
+    addHostOptions(*settings, *arguments);
+    return [arguments, input, logcat] {
+        if (input->empty() && logcat->empty()) {
+            throw InputError("explain what? Give INPUT or --logcat FILE; --help tells more");
+        }
+        return logcat->empty() ? explainSessions(*arguments) : explainLog(*arguments);
+    };
+}
+
+}  // namespace Replay
