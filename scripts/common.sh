@@ -51,7 +51,7 @@ need() {
 need_for() {
     need g++:g++ cmake:cmake ninja:ninja-build /usr/include/gtest/gtest.h:libgtest-dev \
         /usr/include/benchmark/benchmark.h:libbenchmark-dev /usr/include/CLI/CLI.hpp:libcli11-dev \
-        /usr/include/nlohmann/json.hpp:nlohmann-json3-dev
+        /usr/include/nlohmann/json.hpp:nlohmann-json3-dev /usr/include/fmt/core.h:libfmt-dev
     case $1 in
         clang) need clang++:clang ;;
         libcxx) need clang++:clang /usr/src/googletest:googletest /usr/lib/llvm-14/lib/libc++.so:libc++-14-dev \
