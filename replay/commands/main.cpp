@@ -3,6 +3,7 @@
 
 #include "Commands.h"
 #include "replay/model/InputError.h"
+#include "replay/model/Printable.h"
 
 namespace {
 
@@ -87,7 +88,7 @@ int main(int argc, char** argv) {
         }
         code = run(*command, argc - named, argv + named);
     } catch (std::exception const& error) {  // InputError, PropertyError
-        std::cerr << "zsl-replay: " << error.what() << '\n';
+        std::cerr << "zsl-replay: " << Replay::printable(error.what()) << '\n';
     }
     if (!std::cout.flush()) {
         std::cerr << "zsl-replay: cannot write to standard output\n";
