@@ -52,11 +52,13 @@ check badClient 2 "no client 'x' with frames; there are 0:a" --client x "$work/d
 check version 0 '^zsl-replay 1' --version
 check stdin 0 '^2 requests: 2 served' - <"$sessions/stable-scene.json"
 check emptyValue 2 '--hint: must not be empty' --hint '' "$work/dump"
-check noNumber 2 "--result-ms: 'nan' is no time" --result-ms nan "$work/dump"
+check noNumber 2 "--result-ms: 'nan' is no number" --result-ms nan "$work/dump"
 check noStrategy 2 '--hint: there is no strategy 5' --hint 5 "$work/dump"
 check propsFolder 2 'is a folder' --props "$work" "$work/dump"
 check unread 0 'warning: property a.b: nothing reads it' --setprop a.b=1 "$work/dump"
 check noSwitch 0 'force.hint has no effect' --setprop vendor.debug.camera.zsl.force.hint=2 "$work/dump"
+check dormant 0 'policy AFStable\|AESoftStable\|ZeroShutterDelay\|ContinuousFrame' --setprop vendor.debug.camera.zsl.force.policy=0 --timeout-ms 300 "$sessions/time-out.json"
+check unreadPolicy 0 'hint 2 .latest. reads no policy bit: --policy AFStable' --hint 2 --policy AFStable "$work/dump"
 check notANumber 0 "force.hint: 'x' is no number" --setprop vendor.debug.camera.zsl.force.hint=x "$work/dump"
 # A wrong kind of file is named for what it is.
 gzip -c "$work/dump" >"$work/gzip"

@@ -2,7 +2,7 @@
 #include <iostream>
 
 #include "Commands.h"
-#include "SessionOptions.h"
+#include "PlayOptions.h"
 #include "replay/explain/Logcat.h"
 #include "replay/model/InputError.h"
 
@@ -10,7 +10,8 @@ namespace Replay {
 
 namespace {
 
-struct Arguments : SessionArguments {
+struct Arguments : PlayOptions {
+    std::string input;
     std::string logcat;
 };
 
@@ -27,12 +28,15 @@ class Printer {
 };
 
 int explainSessions(Arguments const& arguments) {
-    Report report;
-    SessionSet const set = readSessions(arguments, readInput(arguments.input), report);
-    report.requests = chosenRequests(arguments, requestsOf(set));
-    RunOptions options = runOptions(arguments, report);
+    Input const input = readInput(arguments.input);
+    refuseDumpOptions(arguments, input);
+    Prepared prepared = prepare(arguments, input);
+    refuseUnknownRequests(arguments, requestsOf(prepared.set));
+    Report const& report = prepared.report;
+    SessionSet const& set = prepared.set;
+    RunOptions options = runOptions(arguments);
     options.explain = true;
-    if (!playSessions(set, options, report)) {
+    if (!playSessions(prepared, options)) {
         return kExitFailed;
     }
     Printer printer;
@@ -72,7 +76,7 @@ int explainLog(Arguments const& arguments) {
                          ": no call of the selector; looked for the tag SampleSelector in the forms threadtime, "
                          "time, brief and tag of adb logcat");
     }
-    auto const chosen = chosenRequests(arguments, known);
+    refuseUnknownRequests(arguments, known);
     Printer printer;
     for (LoggedProcess const& process : processes) {
         if (!process.hasDebug) {
@@ -82,7 +86,7 @@ int explainLog(Arguments const& arguments) {
         }
         bool isNamed = processes.size() == 1;
         for (LoggedRequest const& request : process.requests) {
-            if (!chosen.empty() && chosen.count(request.requestNo) == 0) {
+            if (!arguments.requests.empty() && arguments.requests.count(request.requestNo) == 0) {
                 continue;
             }
             if (!isNamed) {
@@ -97,25 +101,23 @@ int explainLog(Arguments const& arguments) {
 
 }  // namespace
 
-std::function<int()> addExplain(CLI::App& app) {
+std::function<int()> addExplain(CommandLine& line) {
     auto const arguments = std::make_shared<Arguments>();
-    auto* const input =
-        app.add_option("INPUT", arguments->input,
-                       "Session file (JSON), camera service tag monitor dump, or recording; - is standard input")
-            ->check(notEmpty);
-    auto* const logcat =
-        app.add_option("--logcat", arguments->logcat, "Explain what adb logcat printed; - is standard input")
-            ->check(notEmpty)
-            ->excludes(input);
-    addRequestOption(app, *arguments);
-    CLI::App* const settings = app.add_option_group("When a session is played");
-    addSettingOptions(*settings, *arguments);
-    addHostOptions(*settings, *arguments);
-    return [arguments, input, logcat] {
-        if (input->empty() && logcat->empty()) {
+    line.addInput(
+        "INPUT", "Session file (JSON), camera service tag monitor dump, or recording; - is standard input",
+        [arguments](std::string const& text) { arguments->input = text; }, false);
+    line.add("--logcat", "FILE", "Explain what adb logcat printed; - is standard input",
+             [arguments](std::string const& text) { arguments->logcat = text; });
+    line.exclude("--logcat", "INPUT");
+    addRequestOption(line, *arguments);
+    line.beginGroup("When a session is played");
+    addSettingOptions(line, *arguments);
+    addHostOptions(line, *arguments);
+    return [arguments] {
+        if (arguments->input.empty() && arguments->logcat.empty()) {
             throw InputError("explain what? Give INPUT or --logcat FILE; --help tells more");
         }
-        return logcat->empty() ? explainSessions(*arguments) : explainLog(*arguments);
+        return arguments->logcat.empty() ? explainSessions(*arguments) : explainLog(*arguments);
     };
 }
 

@@ -6,31 +6,33 @@
 
 namespace Replay {
 
-std::function<int()> addGenerate(CLI::App& app) {
+std::function<int()> addGenerate(CommandLine& line) {
     struct Arguments : GenerateOptions {
         uint32_t count = 1;
     };
     auto const arguments = std::make_shared<Arguments>();
-    app.add_option("--seed", arguments->seed, "The same seed gives the same session, everywhere")
-        ->capture_default_str();
-    app.add_option("--seconds", arguments->seconds, "Length of the session")
-        ->check(CLI::Range(0.1, 3600.0))
-        ->capture_default_str();
-    app.add_option("--fps", arguments->fps, "Frames a second")
-        ->check(CLI::Range(1.0, 1000.0))
-        ->capture_default_str();
-    app.add_option("--captures", arguments->captures, "Capture requests")
-        ->check(CLI::Range(1, 100000))
-        ->capture_default_str();
-    app.add_option("--burst", arguments->burst, "Each capture is a burst of so many requests; 0: none is")
-        ->check(CLI::Range(0, 1000))
-        ->capture_default_str();
-    app.add_option("--sensors", arguments->sensors, "1, or 2 with frame synchronisation")
-        ->check(CLI::Range(1, 2))
-        ->capture_default_str();
-    app.add_option("--count", arguments->count, "So many sessions, a line each, with this and the next seeds")
-        ->check(CLI::Range(1, 10000000))
-        ->capture_default_str();
+    auto const addWhole = [&](char const* name, char const* shown, char const* help, auto& target, int64_t least,
+                              int64_t most) {
+        line.add(name, shown, help, [name, &target, least, most, arguments](std::string const& text) {
+            target = static_cast<std::decay_t<decltype(target)>>(wholeNumber(text, name, least, most));
+        });
+    };
+    auto const addDecimal = [&](char const* name, char const* shown, char const* help, double& target, double least,
+                                double most) {
+        line.add(name, shown, help, [name, &target, least, most, arguments](std::string const& text) {
+            target = decimalNumber(text, name, least, most);
+        });
+    };
+    addWhole("--seed", "NUMBER=1", "The same seed gives the same session, everywhere", arguments->seed, 0,
+             UINT32_MAX);
+    addDecimal("--seconds", "SECONDS=5", "Length of the session", arguments->seconds, 0.1, 3600);
+    addDecimal("--fps", "FRAMES=30", "Frames a second", arguments->fps, 1, 1000);
+    addWhole("--captures", "COUNT=6", "Capture requests", arguments->captures, 1, 100000);
+    addWhole("--burst", "COUNT=0", "Each capture is a burst of so many requests; 0: none is", arguments->burst, 0,
+             1000);
+    addWhole("--sensors", "COUNT=1", "1, or 2 with frame synchronisation", arguments->sensors, 1, 2);
+    addWhole("--count", "COUNT=1", "So many sessions, a line each, with this and the next seeds", arguments->count,
+             1, 10000000);
     return [arguments] {
         for (uint32_t index = 0; index < arguments->count && std::cout; ++index) {
             GenerateOptions options = *arguments;

@@ -7,7 +7,8 @@
 #include <iostream>
 
 #include "Commands.h"
-#include "SessionOptions.h"
+#include "PlayOptions.h"
+#include "replay/model/InputError.h"
 #include "replay/report/Page.h"
 #include "replay/report/Timeline.h"
 #include "replay/report/Trace.h"
@@ -16,7 +17,8 @@ namespace Replay {
 
 namespace {
 
-struct Arguments : SessionArguments {
+struct Arguments : PlayOptions {
+    std::string input;
     std::string logLevel;
     bool asJson = false;
     std::string pageFile;
@@ -43,12 +45,20 @@ bool writeFile(std::string const& path, void (*write)(std::ostream&, Report cons
     return true;
 }
 
+std::string parseLogLevel(std::string const& text) {
+    if (text.size() != 1 || std::string("VDIWEFS").find(text) == std::string::npos) {
+        throw InputError("--log: '" + text + "' is no level; V, D, I, W, E, F or S");
+    }
+    return text;
+}
+
 int play(Arguments const& arguments) {
-    Report report;
-    SessionSet const set = readSessions(arguments, readInput(arguments.input), report);
-    report.notes = set.notes;
-    report.requests = chosenRequests(arguments, requestsOf(set));
-    RunOptions options = runOptions(arguments, report);
+    Input const input = readInput(arguments.input);
+    refuseDumpOptions(arguments, input);
+    Prepared prepared = prepare(arguments, input);
+    refuseUnknownRequests(arguments, requestsOf(prepared.set));
+    Report const& report = prepared.report;
+    RunOptions options = runOptions(arguments);
     if (!arguments.logLevel.empty()) {
         int const shown = NSCam::Utils::Log::priorityOf(arguments.logLevel[0]);
         options.host.logLevel = arguments.logLevel[0];
@@ -62,7 +72,7 @@ int play(Arguments const& arguments) {
     }
     options.explain = !arguments.pageFile.empty() || !arguments.svgFile.empty() || !arguments.traceFile.empty();
     options.host.keepLog = !arguments.traceFile.empty();
-    if (!playSessions(set, options, report)) {
+    if (!playSessions(prepared, options)) {
         return kExitFailed;
     }
     (arguments.asJson ? printJson : printTable)(std::cout, report);
@@ -74,26 +84,25 @@ int play(Arguments const& arguments) {
 
 }  // namespace
 
-std::function<int()> addPlay(CLI::App& app) {
+std::function<int()> addPlay(CommandLine& line) {
     auto const arguments = std::make_shared<Arguments>();
-    app.add_option("INPUT", arguments->input,
-                   "Session file (JSON), camera service tag monitor dump, or recording; - is standard input")
-        ->required()
-        ->check(notEmpty);
-    addSettingOptions(app, *arguments);
-    addRequestOption(app, *arguments);
-    app.add_flag("--json", arguments->asJson, "Print JSON in place of the table");
-    app.add_option("--html", arguments->pageFile,
-                   "Write a page with timeline and explanations, which stands alone, into this file")
-        ->check(notEmpty);
-    app.add_option("--svg", arguments->svgFile, "Write the timeline alone, as SVG, into this file")
-        ->check(notEmpty);
-    app.add_option("--trace", arguments->traceFile,
-                   "Write trace events for ui.perfetto.dev or chrome://tracing into this file")
-        ->check(notEmpty);
-    app.add_option("--log", arguments->logLevel, "Show the plug-in's log from this level on, on standard error")
-        ->check(CLI::IsMember({"V", "D", "I", "W", "E", "F", "S"}));
-    addHostOptions(app, *arguments);
+    auto const into = [arguments](std::string Arguments::*target) {
+        return [arguments, target](std::string const& text) { (*arguments).*target = text; };
+    };
+    line.addInput("INPUT",
+                  "Session file (JSON), camera service tag monitor dump, or recording; - is standard input",
+                  into(&Arguments::input));
+    addSettingOptions(line, *arguments);
+    addRequestOption(line, *arguments);
+    line.addFlag("--json", "Print JSON in place of the table", arguments->asJson);
+    line.add("--html", "FILE", "Write a page with timeline and explanations, which stands alone, into this file",
+             into(&Arguments::pageFile));
+    line.add("--svg", "FILE", "Write the timeline alone, as SVG, into this file", into(&Arguments::svgFile));
+    line.add("--trace", "FILE", "Write trace events for ui.perfetto.dev or chrome://tracing into this file",
+             into(&Arguments::traceFile));
+    line.add("--log", "V|D|I|W|E|F|S", "Show the plug-in's log from this level on, on standard error",
+             [arguments](std::string const& text) { arguments->logLevel = parseLogLevel(text); });
+    addHostOptions(line, *arguments);
     return [arguments] { return play(*arguments); };
 }
 

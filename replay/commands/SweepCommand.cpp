@@ -5,7 +5,7 @@
 
 #include "CommandSupport.h"
 #include "Commands.h"
-#include "SessionOptions.h"
+#include "PlayOptions.h"
 #include "replay/input/Input.h"
 #include "replay/run/Workers.h"
 #include "replay/sweep/Sweep.h"
@@ -16,22 +16,35 @@ namespace {
 
 using Json = nlohmann::json;
 
-struct Arguments : SessionArguments {
+/// A value to try of one setting: its name on the command line, and nothing for "default".
+template <typename T>
+struct Choice {
+    std::string name = "default";
+    std::optional<T> value = {};
+};
+
+struct Arguments : PlayOptions {
     std::vector<std::string> inputs;
-    std::vector<std::string> hints{"default"};
-    std::vector<std::string> policies{"default"};
-    std::vector<std::string> timeouts{"default"};
+    std::vector<Choice<int64_t>> hints;
+    std::vector<Choice<uint32_t>> policies;
+    std::vector<Choice<int64_t>> timeouts;
     size_t jobs = 1;
     bool asCsv = false;
     bool asNdjson = false;
 };
 
+template <typename T>
+std::vector<Choice<T>> orDefault(std::vector<Choice<T>> const& choices) {
+    return choices.empty() ? std::vector<Choice<T>>(1) : choices;
+}
+
 std::vector<Combination> combinationsOf(Arguments const& arguments) {
     std::vector<Combination> combinations;
-    for (std::string const& hint : arguments.hints) {
-        for (std::string const& policy : arguments.policies) {
-            for (std::string const& timeoutMs : arguments.timeouts) {
-                combinations.push_back({hint, policy, timeoutMs});
+    for (auto const& hint : orDefault(arguments.hints)) {
+        for (auto const& policy : orDefault(arguments.policies)) {
+            for (auto const& timeout : orDefault(arguments.timeouts)) {
+                combinations.push_back(
+                    {hint.name, policy.name, timeout.name, {hint.value, policy.value, timeout.value}});
             }
         }
     }
@@ -40,18 +53,13 @@ std::vector<Combination> combinationsOf(Arguments const& arguments) {
 
 /// Plays one input under one combination, in a process of its own.
 /// The answer: {"tally", "settings"} or {"error"}, with "fatal" when no other input will fare better.
-std::string playOne(Arguments arguments, Combination const& combination, std::function<Input()> const& read) {
-    auto const chosen = [](std::string const& text) { return text == "default" ? "" : text; };
-    arguments.hint = chosen(combination.hint);
-    arguments.policy = chosen(combination.policy);
-    arguments.timeoutMs = chosen(combination.timeoutMs);
-    arguments.isQuiet = true;
+std::string playOne(PlayOptions options, Combination const& combination, std::function<Input()> const& read) {
+    options.settings = combination.settings;
     try {
-        Report report;
-        SessionSet const set = readSessions(arguments, read(), report);
+        Prepared const prepared = prepare(options, read());
         Tally tally;
-        for (Session const& session : set.sessions) {
-            RunResult const run = runSession(session, runOptions(arguments, report));
+        for (Session const& session : prepared.set.sessions) {
+            RunResult const run = runSession(session, runOptions(options));
             if (!run.played) {
                 return Json{{"error", (run.isPluginMissing ? "" : session.name + ": ") + run.failure},
                             {"fatal", run.isPluginMissing}}
@@ -59,7 +67,7 @@ std::string playOne(Arguments arguments, Combination const& combination, std::fu
             }
             tally.add(session, run.played->result);
         }
-        Settings const& settings = report.settings;
+        Settings const& settings = prepared.report.settings;
         return Json{
             {"tally", tally.toJson()},
             {"settings", {{"hint", settings.hint}, {"policy", settings.policy}, {"timeoutMs", settings.timeoutMs}}}}
@@ -153,22 +161,25 @@ class Collector {
     Progress mProgress;
 };
 
-int sweep(Arguments const& arguments) {
-    auto const combinations = combinationsOf(arguments);
-    for (Combination const& combination : combinations) {  // a wrong setting is told before anything is played
-        auto const isGiven = [](std::string const& text) { return text != "default"; };
-        if (isGiven(combination.hint)) {
-            hintNumber(combination.hint);
-        }
-        if (isGiven(combination.policy)) {
-            policyNumber(combination.policy);
-        }
-        if (isGiven(combination.timeoutMs)) {
-            wholeNumber(combination.timeoutMs, "--timeout-ms");
+/// Tells once, before anything is played, what is odd about the settings. Throws InputError and PropertyError.
+void tellOdd(PlayOptions const& options, std::vector<Combination> const& combinations) {
+    std::vector<std::string> warnings = applyProperties(options, {});
+    for (Combination const& combination : combinations) {
+        auto const& [hint, policy, timeoutMs] = combination.settings;
+        auto unread = hint && policy ? unreadPolicy(*hint, *policy) : std::nullopt;
+        if (unread && std::find(warnings.begin(), warnings.end(), *unread) == warnings.end()) {
+            warnings.push_back(std::move(*unread));
         }
     }
+    for (std::string const& warning : warnings) {
+        std::cerr << "zsl-replay: warning: " << warning << '\n';
+    }
+}
+
+int sweep(Arguments const& arguments) {
+    auto const combinations = combinationsOf(arguments);
     auto const files = filesOf(arguments.inputs);
-    setProperties(arguments, {});
+    tellOdd(arguments, combinations);
     Collector collector(arguments, combinations);
     Workers workers(arguments.jobs, [&](size_t task, std::string const& answer, std::string const& failure) {
         collector.take(task, answer, failure);
@@ -205,28 +216,35 @@ int sweep(Arguments const& arguments) {
 
 }  // namespace
 
-std::function<int()> addSweep(CLI::App& app) {
+std::function<int()> addSweep(CommandLine& line) {
     auto const arguments = std::make_shared<Arguments>();
     arguments->jobs = std::max(1U, std::thread::hardware_concurrency());
-    app.add_option("INPUT", arguments->inputs,
+    line.addInputs("INPUT",
                    "Session files, dumps, recordings, and folders of them; - reads a session object a line from "
-                   "standard input")
-        ->required()
-        ->check(notEmpty);
-    auto const addList = [&](char const* name, std::vector<std::string>& values, char const* text) {
-        app.add_option(name, values, text)->delimiter(',')->allow_extra_args(false)->check(notEmpty);
+                   "standard input",
+                   [arguments](std::string const& text) { arguments->inputs.push_back(text); });
+    auto const addChoices = [&](char const* name, char const* shown, char const* help, auto& choices, auto parse) {
+        line.addList(name, shown, help, [&choices, parse, arguments](std::string const& text) {
+            choices.push_back({text, {}});
+            if (text != "default") {
+                choices.back().value = parse(text);
+            }
+        });
     };
-    addList("--hint", arguments->hints, "Strategies to try, 0 to 4 or default: 0,2,3");
-    addList("--policy", arguments->policies, "Policies to try, numbers, names joined by |, or default");
-    addList("--timeout-ms", arguments->timeouts, "Time-outs to try, in ms, or default: 300,1000");
-    app.add_option("--jobs", arguments->jobs, "How many processes play at once")
-        ->check(CLI::Range(1, 1024))
-        ->capture_default_str();
-    auto* const csv = app.add_flag("--csv", arguments->asCsv, "Print comma-separated values in place of the table");
-    app.add_flag("--ndjson", arguments->asNdjson,
-                 "Print one JSON object an input and combination, a line each, as they are done")
-        ->excludes(csv);
-    addHostOptions(app, *arguments);
+    addChoices("--hint", "0,2", "Strategies to try, 0 to 4 or default", arguments->hints, parseHint);
+    addChoices("--policy", "A,B", "Policies to try: numbers, names joined by |, or default", arguments->policies,
+               parsePolicy);
+    addChoices("--timeout-ms", "300,1000", "Time-outs to try, in ms, or default", arguments->timeouts,
+               [](std::string const& text) { return wholeNumber(text, "--timeout-ms", 0, INT64_MAX); });
+    line.add("--jobs", "COUNT", "How many processes play at once (default: as many as processors)",
+             [arguments](std::string const& text) {
+                 arguments->jobs = static_cast<size_t>(wholeNumber(text, "--jobs", 1, 1024));
+             });
+    line.addFlag("--csv", "Print comma-separated values in place of the table", arguments->asCsv);
+    line.addFlag("--ndjson", "Print one JSON object an input and combination, a line each, as they are done",
+                 arguments->asNdjson);
+    line.exclude("--csv", "--ndjson");
+    addHostOptions(line, *arguments);
     return [arguments] { return sweep(*arguments); };
 }
 

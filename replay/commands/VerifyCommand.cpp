@@ -11,7 +11,7 @@
 
 #include "CommandSupport.h"
 #include "Commands.h"
-#include "SessionOptions.h"
+#include "PlayOptions.h"
 #include "replay/input/RecordedCalls.h"
 #include "replay/run/Workers.h"
 #include "replay/selector/Plugin.h"
@@ -27,7 +27,7 @@ constexpr size_t kShownDifferences = 5;
 
 struct Arguments {
     std::vector<std::string> inputs;
-    std::string plugin;
+    std::string plugin = PlayOptions().plugin;
     size_t jobs = 1;
 };
 
@@ -184,7 +184,6 @@ void tell(std::string const& path, bool isAlone, Json const& result, Sums& sums)
 
 int verify(Arguments const& arguments) {
     auto const files = filesOf(arguments.inputs);
-    std::string const plugin = arguments.plugin.empty() ? defaultPlugin() : arguments.plugin;
     Sums sums;
     Progress progress;
     size_t done = 0;
@@ -198,7 +197,7 @@ int verify(Arguments const& arguments) {
         progress.show(std::to_string(done) + " of " + std::to_string(files.size()) + " recordings verified");
     });
     for (size_t index = 0; index < files.size() && !sums.isFatal; ++index) {
-        workers.start(index, [&] { return verifyFile(files[index], plugin); });
+        workers.start(index, [&] { return verifyFile(files[index], arguments.plugin); });
     }
     workers.finish();
     progress.clear();
@@ -211,15 +210,17 @@ int verify(Arguments const& arguments) {
 
 }  // namespace
 
-std::function<int()> addVerify(CLI::App& app) {
+std::function<int()> addVerify(CommandLine& line) {
     auto const arguments = std::make_shared<Arguments>();
     arguments->jobs = std::max(1U, std::thread::hardware_concurrency());
-    app.add_option("FILE", arguments->inputs, "Recordings, and folders of them")->required()->check(notEmpty);
-    app.add_option("--plugin", arguments->plugin, "The plug-in library (default: the one of this build)")
-        ->check(notEmpty);
-    app.add_option("--jobs", arguments->jobs, "How many processes verify at once")
-        ->check(CLI::Range(1, 1024))
-        ->capture_default_str();
+    line.addInputs("FILE", "Recordings, and folders of them",
+                   [arguments](std::string const& text) { arguments->inputs.push_back(text); });
+    line.add("--plugin", "FILE", "The plug-in library (default: the one of this build)",
+             [arguments](std::string const& text) { arguments->plugin = text; });
+    line.add("--jobs", "COUNT", "How many processes verify at once (default: as many as processors)",
+             [arguments](std::string const& text) {
+                 arguments->jobs = static_cast<size_t>(wholeNumber(text, "--jobs", 1, 1024));
+             });
     return [arguments] { return verify(*arguments); };
 }
 

@@ -10,7 +10,7 @@ namespace {
 struct Command {
     char const* name;
     char const* description;
-    std::function<int()> (*add)(CLI::App&);
+    std::function<int()> (*add)(Replay::CommandLine&);
     char const* footer;
 };
 
@@ -60,14 +60,11 @@ constexpr Command kCommands[] = {
 
 int run(Command const& command, int argc, char** argv) {
     bool const isPlay = &command == &kCommands[0];
-    CLI::App app(command.description, isPlay ? "zsl-replay" : std::string("zsl-replay ") + command.name);
-    app.footer(std::string(command.footer) + kExitCodes);
-    app.set_version_flag("--version", "zsl-replay " ZSL_VERSION);
-    auto const execute = command.add(app);
-    try {
-        app.parse(argc, argv);
-    } catch (CLI::ParseError const& error) {
-        return app.exit(error) == 0 ? 0 : Replay::kExitBadInput;
+    Replay::CommandLine line(command.description, isPlay ? "zsl-replay" : std::string("zsl-replay ") + command.name,
+                             std::string(command.footer) + kExitCodes);
+    auto const execute = command.add(line);
+    if (auto const ended = line.parse(argc, argv)) {
+        return *ended;
     }
     return execute();
 }

@@ -59,7 +59,7 @@ char const* foreignText(std::string const& text) {
 }  // namespace
 
 Input readText(std::string const& path) {
-    Input input{path == "-" ? "standard input" : path, "", false, false};
+    Input input{path == "-" ? "standard input" : path, "", InputKind::Dump};
     std::error_code error;
     if (path == "-") {
         input.text.assign(std::istreambuf_iterator<char>(std::cin), {});
@@ -88,11 +88,13 @@ Input readInput(std::string const& path) {
 }
 
 Input toInput(std::string const& name, std::string const& text) {
-    Input input{name, text, false, isRecording(text)};
+    Input input{name, text, isRecording(text) ? InputKind::Recording : InputKind::Dump};
     if (char const* const kind = foreignText(input.text)) {
         throw InputError(input.name + ": this is " + kind + kLookedFor);
     }
-    input.isSession = !input.isRecording && input.text[input.text.find_first_not_of(" \t\r\n")] == '{';
+    if (input.kind == InputKind::Dump && input.text[input.text.find_first_not_of(" \t\r\n")] == '{') {
+        input.kind = InputKind::Session;
+    }
     return input;
 }
 

@@ -7,11 +7,13 @@
 
 namespace Replay {
 
+/// What an input is.
+enum class InputKind { Session, Recording, Dump };
+
 struct Input {
     std::string name;  ///< for messages
     std::string text;
-    bool isSession = false;    ///< a session file
-    bool isRecording = false;  ///< a recording of calls; otherwise, and if it is no session file, a dump
+    InputKind kind = InputKind::Dump;
 };
 
 /// Reads the file, or standard input for "-", as text. A folder, a file that cannot be read, and one that is

@@ -1,5 +1,6 @@
 #include "Settings.h"
 
+#include <fmt/core.h>
 #include <vzrcam/Properties.h>
 #include <vzrcam/PropertyStore.h>
 
@@ -49,18 +50,52 @@ int64_t forced(char const* property, int64_t otherwise) {
     return value >= 0 ? value : otherwise;
 }
 
+/// The policy of strategies for bursts that have one of their own.
+std::optional<uint32_t> fixedPolicyOf(int64_t hint) {
+    switch (hint) {
+        case 2:
+        case 4: return 0U;
+        case 3: return Policy::AFStable | Policy::AESoftStable | Policy::ContinuousFrame;
+        default: return std::nullopt;
+    }
+}
+
+/// Names that nothing reads, and values that are no number.
+std::vector<std::string> oddProperties() {
+    static std::set<std::string> const kNumbers = {kForcePolicy, kForceTimeout, kForceHint,
+                                                   "vendor.debug.camera.log.zsl.sample"};
+    std::vector<std::string> warnings;
+    for (std::string const& name : Properties::names()) {
+        std::string const value = *Properties::get(name);
+        if (name == "log.tag.SampleSelector" || name.rfind("vendor.debug.camera.zsl.record", 0) == 0) {
+            continue;
+        }
+        if (name == kRuntimeSwitch) {
+            if (Properties::property_get_bool(kRuntimeSwitch, 5) == 5) {
+                warnings.push_back(
+                    fmt::format("property {}: '{}' is neither true nor false; it counts as false", name, value));
+            }
+        } else if (kNumbers.count(name) == 0) {
+            warnings.push_back(fmt::format("property {}: nothing reads it", name));
+        } else if (Properties::property_get_int64(name.c_str(), -7) !=
+                   Properties::property_get_int64(name.c_str(), -8)) {
+            warnings.push_back(fmt::format("property {}: '{}' is no number; it counts as not set", name, value));
+        }
+    }
+    return warnings;
+}
+
 }  // namespace
 
 Settings settingsInForce() {
     constexpr int64_t kDefaultPolicy = 0x30005;
-    constexpr uint32_t kQualityCheckPolicy = 0x20005;
     constexpr int64_t kDefaultTimeoutMs = 1000;
     Settings settings;
     settings.hint = forced(kForceHint, 0);
     settings.strategy = settings.hint <= 4 ? kStrategies[settings.hint] : "unknown, so continuous";
     settings.timeoutMs = forced(kForceTimeout, kDefaultTimeoutMs);
-    auto policy = static_cast<uint32_t>(forced(kForcePolicy, kDefaultPolicy));
-    policy = settings.hint == 3 ? kQualityCheckPolicy : settings.hint == 2 || settings.hint == 4 ? 0 : policy;
+    uint32_t const policy =
+        fixedPolicyOf(settings.hint).value_or(static_cast<uint32_t>(forced(kForcePolicy, kDefaultPolicy)));
     settings.policy = namesOf(policy);
     if ((policy & Policy::AFStable) != 0) {
         settings.judgedTags = {kAfMode, kAfState, kLensState};
@@ -77,9 +112,9 @@ Settings settingsInForce() {
     return settings;
 }
 
-std::string policyNumber(std::string const& text) {
+uint32_t parsePolicy(std::string const& text) {
     if (auto const number = parseInteger(text); number && *number >= 0 && *number <= UINT32_MAX) {
-        return std::to_string(*number);
+        return static_cast<uint32_t>(*number);
     }
     uint32_t policy = 0;
     std::istringstream names(text);
@@ -89,64 +124,66 @@ std::string policyNumber(std::string const& text) {
         if (bit != std::end(kBits)) {
             policy |= bit->bit;
         } else if (name != "None") {
-            throw InputError("--policy: '" + name + "' is neither a number nor one of None, " +
-                             "AFStable, AEStable, "
-                             "AESoftStable, FrameSync, ZeroShutterDelay, ContinuousFrame, ForcePending");
+            throw InputError(
+                fmt::format("--policy: '{}' is neither a number nor one of None, AFStable, AEStable, "
+                            "AESoftStable, FrameSync, ZeroShutterDelay, ContinuousFrame, ForcePending",
+                            name));
         }
     }
-    return std::to_string(policy);
+    return policy;
 }
 
-std::string wholeNumber(std::string const& text, char const* option) {
+int64_t parseHint(std::string const& text) {
     auto const number = parseInteger(text);
     if (!number || *number < 0) {
-        throw InputError(std::string(option) + ": '" + text + "' is no whole number from 0");
+        throw InputError(fmt::format("--hint: '{}' is no whole number from 0 to 4", text));
     }
-    return std::to_string(*number);
-}
-
-std::string hintNumber(std::string const& text) {
-    std::string number = wholeNumber(text, "--hint");
-    if (std::stoll(number) > 4) {
-        throw InputError("--hint: there is no strategy " + number +
-                         "; 0 continuous, 1 first in first out, 2 latest, "
-                         "3 latest with quality check, 4 noise reduction, then HDR");
+    if (*number > 4) {
+        throw InputError(
+            fmt::format("--hint: there is no strategy {}; 0 continuous, 1 first in first out, 2 latest, 3 "
+                        "latest with quality check, 4 noise reduction, then HDR",
+                        *number));
     }
-    return number;
+    return *number;
 }
 
-void force(char const* property, std::string const& value) {
-    Properties::set(kRuntimeSwitch, "1");
-    Properties::set(property, value);
-}
-
-std::vector<std::string> propertyWarnings() {
-    static constexpr char const* kForce[] = {kForcePolicy, kForceTimeout, kForceHint};
-    std::vector<std::string> warnings;
-    for (std::string const& name : Properties::names()) {
-        bool const isForce = std::find(std::begin(kForce), std::end(kForce), name) != std::end(kForce);
-        bool const isBool = name == kRuntimeSwitch;
-        auto const warn = [&](std::string const& what) {
-            std::string warning = "property " + name;
-            warnings.push_back(warning += what);
-        };
-        std::string const quoted = ": '" + *Properties::get(name) + "'";
-        if (name == "log.tag.SampleSelector" || name == "vendor.debug.camera.zsl.record" ||
-            name == "vendor.debug.camera.zsl.record.mb") {
-            continue;
+std::vector<std::string> force(SettingOverrides const& overrides) {
+    struct Entry {
+        char const* property;
+        std::optional<int64_t> value;
+    };
+    Entry const entries[] = {
+        {kForceHint, overrides.hint}, {kForcePolicy, overrides.policy}, {kForceTimeout, overrides.timeoutMs}};
+    std::vector<std::string> warnings = oddProperties();
+    bool const isForced = std::any_of(std::begin(entries), std::end(entries),
+                                      [](Entry const& entry) { return entry.value.has_value(); });
+    bool const isDormant = !isSwitchOn();
+    if (isForced) {
+        Properties::set(kRuntimeSwitch, "1");
+    }
+    for (Entry const& entry : entries) {
+        bool const isSet = Properties::get(entry.property).has_value();
+        if (isDormant && isSet && !entry.value) {
+            warnings.push_back(
+                fmt::format("property {} has no effect: {} is not set to 1", entry.property, kRuntimeSwitch));
         }
-        if (!isForce && !isBool && name != "vendor.debug.camera.log.zsl.sample") {
-            warn(": nothing reads it");
-        } else if (isBool && Properties::property_get_bool(kRuntimeSwitch, 5) == 5) {
-            warn(quoted + " is neither true nor false; it counts as false");
-        } else if (!isBool && Properties::property_get_int64(name.c_str(), -7) !=
-                                  Properties::property_get_int64(name.c_str(), -8)) {
-            warn(quoted + " is no number; it counts as not set");
-        } else if (isForce && !isSwitchOn()) {
-            warn(std::string(" has no effect: ") + kRuntimeSwitch + " is not set to 1");
+        if (entry.value) {
+            Properties::set(entry.property, std::to_string(*entry.value));
+        } else if (isForced && isDormant && isSet) {
+            Properties::set(entry.property, "-1");
         }
     }
     return warnings;
+}
+
+std::optional<std::string> unreadPolicy(int64_t hint, uint32_t policy) {
+    auto const fixed = fixedPolicyOf(hint);
+    if (!fixed || *fixed == policy) {
+        return std::nullopt;
+    }
+    return fmt::format(
+        "hint {} ({}) {}: --policy {} counts for requests outside bursts alone", hint, kStrategies[hint],
+        *fixed == 0 ? "reads no policy bit" : "always judges by " + namesOf(*fixed), namesOf(policy));
 }
 
 }  // namespace Replay

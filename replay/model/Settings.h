@@ -1,6 +1,8 @@
 // The settings a session is played under: system properties, and what they amount to.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -23,20 +25,25 @@ struct Settings {
 
 Settings settingsInForce();
 
-/// A policy's number from a number or from names joined by '|'. Throws InputError.
-std::string policyNumber(std::string const& text);
+/// What the command line asks for; nothing leaves a setting to the input's properties, and else to the plug-in.
+struct SettingOverrides {
+    std::optional<int64_t> hint;
+    std::optional<uint32_t> policy;
+    std::optional<int64_t> timeoutMs;
+};
 
-/// A hint's number. Throws InputError for what is no strategy.
-std::string hintNumber(std::string const& text);
+/// A policy from a number or from names joined by '|'. Throws InputError.
+uint32_t parsePolicy(std::string const& text);
 
-/// A number from 0. Throws InputError that names the option.
-std::string wholeNumber(std::string const& text, char const* option);
+/// A hint. Throws InputError for what is no strategy.
+int64_t parseHint(std::string const& text);
 
-/// Sets one of the force properties, and the switch that makes them count.
-void force(char const* property, std::string const& value);
+/// Sets the force properties, and the switch that makes them count. Where the switch was off, the other force
+/// properties stay without effect: they are cleared. Answers what is odd about the properties then: names that
+/// nothing reads, values that are no number, force properties without effect.
+std::vector<std::string> force(SettingOverrides const& overrides);
 
-/// What is odd about the properties that are set: names that nothing reads, values that are no number, force
-/// properties without their switch.
-std::vector<std::string> propertyWarnings();
+/// Which bits of an asked policy a strategy does not read for bursts, in a sentence; nothing if it reads them all.
+std::optional<std::string> unreadPolicy(int64_t hint, uint32_t policy);
 
 }  // namespace Replay

@@ -58,6 +58,7 @@ struct Combination {
     std::string hint;
     std::string policy;
     std::string timeoutMs;
+    SettingOverrides settings = {};
 };
 
 /// The columns of a tally by name, in their order; nothing where there is no value.
