@@ -1,37 +1,30 @@
 #include "Markup.h"
 
-#include <cmath>
-#include <cstdio>
-#include <nlohmann/json.hpp>
+#include "replay/model/Printable.h"
 
 namespace Replay {
 
 std::string escaped(std::string const& text) {
-    // The JSON library replaces what is no UTF-8.
-    std::string const valid =
-        nlohmann::json::parse(nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
     std::string markup;
-    for (char const c : valid) {
-        switch (c) {
+    for (size_t at = 0; at < text.size();) {
+        auto const [code, size] = characterAt(text, at);
+        bool const isControl = (code < 0x20 && code != '\n' && code != '\t') || code == 0x7F;
+        if (size == 0 || isControl || code == 0xFFFE || code == 0xFFFF) {
+            markup += "\xEF\xBF\xBD";
+            at += size == 0 ? 1 : size;
+            continue;
+        }
+        switch (code) {
             case '&': markup += "&amp;"; break;
             case '<': markup += "&lt;"; break;
             case '>': markup += "&gt;"; break;
             case '"': markup += "&quot;"; break;
             case '\'': markup += "&#39;"; break;
-            default: {
-                bool const isControl = static_cast<unsigned char>(c) < 0x20 && c != '\n' && c != '\t';
-                markup += isControl || c == 0x7F ? "\xEF\xBF\xBD" : std::string(1, c);
-            }
+            default: markup.append(text, at, size);
         }
+        at += size;
     }
     return markup;
-}
-
-std::string numberText(double value) {
-    char text[48];
-    double const rounded = std::round(value * 10) / 10;
-    std::snprintf(text, sizeof text, rounded == std::floor(rounded) ? "%.0f" : "%.1f", rounded);
-    return text;
 }
 
 }  // namespace Replay

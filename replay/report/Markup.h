@@ -6,10 +6,7 @@
 namespace Replay {
 
 /// The text with everything escaped that means something in markup, also inside attributes; what is no UTF-8, and
-/// control characters, which XML forbids, become U+FFFD.
+/// the characters that XML forbids, become U+FFFD.
 std::string escaped(std::string const& text);
-
-/// A number with a decimal, "12.3"; whole numbers without.
-std::string numberText(double value);
 
 }  // namespace Replay

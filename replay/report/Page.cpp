@@ -2,6 +2,7 @@
 
 #include <sstream>
 
+#include "FrameTexts.h"
 #include "Markup.h"
 #include "Timeline.h"
 
@@ -102,9 +103,10 @@ std::string htmlOf(Explanation const& explanation) {
 }
 
 void writeFrames(std::ostream& out, PlayedSession const& played, size_t session) {
+    FrameTexts const texts(played);
     out << "<details><summary>All " << played.session->frames.size() << " frames</summary><table>\n";
     for (size_t index = 0; index < played.session->frames.size(); ++index) {
-        std::string const text = escaped(frameText(played, index));
+        std::string const text = escaped(texts[index]);
         out << "<tr id=\"f-" << session << '-' << played.session->frames[index].frameNo << "\" data-text=\"" << text
             << "\"><td>" << text << "</td></tr>\n";
     }

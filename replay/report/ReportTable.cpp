@@ -1,7 +1,11 @@
-#include <algorithm>
-#include <cstdio>
+#include <fmt/core.h>
 
+#include <algorithm>
+
+#include "Numbers.h"
 #include "Summary.h"
+#include "TextTable.h"
+#include "replay/model/Printable.h"
 #include "replay/model/Units.h"
 
 namespace Replay {
@@ -10,98 +14,91 @@ namespace {
 
 using NSCam::ZslPolicy::kNoFrame;
 
-std::string msText(std::optional<double> ms, char const* format) {
-    if (!ms) {
-        return "-";
+/// The texts with `between` between them; "-" without any.
+std::string joined(std::vector<std::string> const& texts, char const* between) {
+    std::string all;
+    for (std::string const& text : texts) {
+        all += (all.empty() ? "" : between) + text;
     }
-    char text[48];
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(text, sizeof text, format, *ms);
-#pragma GCC diagnostic pop
-    return text;
+    return all.empty() ? "-" : all;
 }
-
-std::string offsetText(std::optional<double> ms) { return msText(ms, "%+.1f"); }
-std::string waitText(std::optional<double> ms) { return msText(ms, "%.1f"); }
 
 std::string chosenText(Outcome const& outcome) {
     if (outcome.state == RequestState::Pending) {
         return nameOf(outcome.state);
     }
-    std::string text;
-    for (auto const& [index, frameNo] : outcome.chosen) {
-        text += (text.empty() ? "" : " ") +
-                (frameNo == kNoFrame ? nameOf(RequestState::NonZsl) : "F" + std::to_string(frameNo));
-        text += outcome.hasTimedOut && frameNo != kNoFrame ? "*" : "";
+    std::vector<std::string> frames;
+    for (auto const& entry : outcome.chosen) {
+        frames.push_back(entry.second == kNoFrame
+                             ? nameOf(RequestState::NonZsl)
+                             : fmt::format("F{}{}", entry.second, outcome.hasTimedOut ? "*" : ""));
     }
-    return text;
+    return joined(frames, " ");
 }
 
 std::string offsetsText(Outcome const& outcome) {
-    std::string text;
+    std::vector<std::string> offsets;
     for (int64_t const offset : outcome.offsetsNs) {
-        text += (text.empty() ? "" : " ") + offsetText(toMs(offset));
+        offsets.push_back(signedText(toMs(offset)));
     }
-    return text.empty() ? "-" : text;
+    return joined(offsets, " ");
 }
 
 /// The commonest reasons first: "56 x AF scanning, 2 x EV".
-std::string refusalsText(Outcome const& outcome) {
+std::string reasonsText(Outcome const& outcome) {
     constexpr size_t kShown = 3;
-    auto refusals = outcome.refusals;
-    std::stable_sort(refusals.begin(), refusals.end(),
+    auto reasons = outcome.refusals;
+    std::stable_sort(reasons.begin(), reasons.end(),
                      [](auto const& left, auto const& right) { return left.second > right.second; });
-    std::string text;
-    for (size_t index = 0; index < std::min(kShown, refusals.size()); ++index) {
-        text += (text.empty() ? "" : ", ") + std::to_string(refusals[index].second) + " x " + refusals[index].first;
+    std::vector<std::string> texts;
+    for (size_t index = 0; index < std::min(kShown, reasons.size()); ++index) {
+        texts.push_back(fmt::format("{} x {}", reasons[index].second, reasons[index].first));
     }
-    return text.empty() ? "-" : text + (refusals.size() > kShown ? ", ..." : "");
+    return joined(texts, ", ") + (reasons.size() > kShown ? ", ..." : "");
 }
 
-using Row = std::vector<std::string>;
-
-Row rowOf(Outcome const& outcome, int64_t startNs) {
+std::vector<std::string> rowOf(Outcome const& outcome, int64_t startNs) {
     Request const& request = *outcome.request;
-    std::string name = "R" + std::to_string(request.requestNo);
-    if (request.burstIdx >= 0) {
-        name += " (" + std::to_string(request.burstIdx) + "/" + std::to_string(request.burstCnt) + ")";
-    }
-    return {name,
-            waitText(toMs(request.shutterNs - startNs)),
+    bool const isBurst = request.burstIdx >= 0;
+    return {fmt::format("R{}", request.requestNo) +
+                (isBurst ? fmt::format(" ({}/{})", request.burstIdx, request.burstCnt) : ""),
+            fixedText(toMs(request.shutterNs - startNs)),
             chosenText(outcome),
             offsetsText(outcome),
-            waitText(toMs(outcome.waitedNs)),
+            fixedText(toMs(outcome.waitedNs)),
             std::to_string(outcome.calls),
             std::to_string(outcome.locks),
             std::to_string(outcome.unlocks),
-            refusalsText(outcome)};
+            reasonsText(outcome)};
 }
 
-void printRows(std::ostream& out, std::vector<Row> const& rows) {
-    std::vector<size_t> widths;
-    for (Row const& row : rows) {
-        widths.resize(row.size());
-        for (size_t column = 0; column < row.size(); ++column) {
-            widths[column] = std::max(widths[column], row[column].size());
+void printSession(std::ostream& out, Report const& report, PlayedSession const& played) {
+    TextTable table;
+    for (char const* const heading : {"request", "shutter ms", "chosen", "offset ms", "waited ms", "calls",
+                                      "locked", "unlocked", "why it waited"}) {
+        table.addColumn(heading);
+    }
+    int64_t const startNs = startOf(*played.session);
+    for (Outcome const& outcome : played.result.outcomes) {
+        if (report.isShown(outcome)) {
+            table.addRow(rowOf(outcome, startNs));
         }
     }
-    for (Row const& row : rows) {
-        for (size_t column = 0; column + 1 < row.size(); ++column) {
-            out << row[column] << std::string(widths[column] - row[column].size() + 2, ' ');
-        }
-        out << row.back() << '\n';
+    if (table.hasRows()) {
+        out << printable(played.session->name) << '\n';
+        table.print(out);
+        out << '\n';
     }
 }
 
 void printHead(std::ostream& out, Report const& report) {
     Settings const& settings = report.settings;
-    out << "hint " << settings.hint << " (" << settings.strategy << "), policy " << settings.policy << ", time-out "
-        << settings.timeoutMs << " ms, history " << report.historyDepth << " frames";
+    out << fmt::format("hint {} ({}), policy {}, time-out {} ms, history {} frames", settings.hint,
+                       settings.strategy, settings.policy, settings.timeoutMs, report.historyDepth);
     if (report.resultAfterMs) {
-        out << ", results after " << waitText(*report.resultAfterMs) << " ms";
+        out << fmt::format(", results after {} ms", fixedText(report.resultAfterMs));
     }
-    out << "\nplug-in " << report.plugin << "\n\n";
+    out << fmt::format("\nplug-in {}\n\n", printable(report.plugin));
 }
 
 /// What the marks and gaps of the table mean, as far as there are any.
@@ -113,17 +110,16 @@ void printNotes(std::ostream& out, Report const& report) {
                                   outcome.state == RequestState::FromHistory);
         }
         if (!result.isExplained) {
-            out << "note: " << session->name << ": the refusals are those of the first "
-                << HostOptions{}.explainedCalls << " calls\n";
+            out << fmt::format("note: {}: the reasons are those of the first {} calls\n", printable(session->name),
+                               HostOptions{}.explainedCalls);
         }
     }
     if (hasStar) {
         out << "note: * after the time-out: the oldest frame of the history with the needed streams, sensor modes "
-               "and EV, "
-               "unchecked; which one that is depends on --history\n";
+               "and EV, unchecked; which one that is depends on --history\n";
     }
     for (std::string const& note : report.notes) {
-        out << "note: " << note << '\n';
+        out << "note: " << printable(note) << '\n';
     }
 }
 
@@ -131,29 +127,18 @@ void printNotes(std::ostream& out, Report const& report) {
 
 void printTable(std::ostream& out, Report const& report) {
     printHead(out, report);
-    for (auto const& [session, result, explanations] : report.played) {
-        int64_t const startNs = startOf(*session);
-        std::vector<Row> rows = {{"request", "shutter ms", "chosen", "offset ms", "waited ms", "calls", "locked",
-                                  "unlocked", "refusals"}};
-        for (Outcome const& outcome : result.outcomes) {
-            if (report.isShown(outcome)) {
-                rows.push_back(rowOf(outcome, startNs));
-            }
-        }
-        if (rows.size() > 1) {
-            out << session->name << '\n';
-            printRows(out, rows);
-            out << '\n';
-        }
+    for (PlayedSession const& played : report.played) {
+        printSession(out, report, played);
     }
     printNotes(out, report);
     Summary const summary = summarize(report);
-    out << summary.requests.all() << " requests: " << summary.requests.fromHistory << " served from history, "
-        << summary.requests.nonZsl << " non-ZSL, " << summary.requests.pending << " still pending; offset median "
-        << offsetText(median(summary.offsetsMs)) << " ms, worst " << offsetText(worst(summary.offsetsMs))
-        << " ms; wait median " << waitText(median(summary.waitsMs)) << " ms, worst "
-        << waitText(worst(summary.waitsMs)) << " ms; " << summary.locks << " locks asked, " << summary.unlocks
-        << " unlocks asked, " << summary.lockedAtEnd << " frames still locked\n";
+    out << fmt::format(
+        "{} requests: {} served from history, {} non-ZSL, {} still pending; offset median {} ms, worst {} ms; wait "
+        "median {} ms, worst {} ms; {} locks asked, {} unlocks asked, {} frames still locked\n",
+        summary.requests.all(), summary.requests.fromHistory, summary.requests.nonZsl, summary.requests.pending,
+        signedText(median(summary.offsetsMs)), signedText(worst(summary.offsetsMs)),
+        fixedText(median(summary.waitsMs)), fixedText(worst(summary.waitsMs)), summary.locks, summary.unlocks,
+        summary.lockedAtEnd);
 }
 
 }  // namespace Replay

@@ -1,11 +1,15 @@
 #include "Timeline.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
-#include <cmath>
+#include <queue>
 #include <sstream>
 
+#include "FrameTexts.h"
 #include "Markup.h"
-#include "replay/model/Units.h"
+#include "Numbers.h"
+#include "TimeAxis.h"
 
 namespace Replay {
 
@@ -25,24 +29,32 @@ constexpr double kRequestHeight = 18;
 constexpr double kRequestStep = 24;
 constexpr double kLabelWidth = 110;  // a request's name beside its bar
 
-/// Gives out lanes in which spans do not overlap.
+/// Gives out lanes in which spans do not overlap, to spans in the order of their beginnings: the first that is
+/// free.
 class Lanes {
   public:
     size_t take(double from, double to) {
-        for (size_t lane = 0; lane < mEnds.size(); ++lane) {
-            if (mEnds[lane] <= from) {
-                mEnds[lane] = to;
-                return lane;
-            }
+        while (!mBusy.empty() && mBusy.top().first <= from) {
+            mFree.insert(mBusy.top().second);
+            mBusy.pop();
         }
-        mEnds.push_back(to);
-        return mEnds.size() - 1;
+        if (mFree.empty()) {
+            mFree.insert(mSize++);
+        }
+        size_t const lane = *mFree.begin();
+        mFree.erase(mFree.begin());
+        mBusy.emplace(to, lane);
+        return lane;
     }
 
-    size_t size() const { return mEnds.size(); }
+    size_t size() const { return mSize; }
 
   private:
-    std::vector<double> mEnds;
+    using Busy = std::pair<double, size_t>;  // until when, which
+
+    std::priority_queue<Busy, std::vector<Busy>, std::greater<>> mBusy;
+    std::set<size_t> mFree;
+    size_t mSize = 0;
 };
 
 /// The median time from one frame to the next.
@@ -92,10 +104,13 @@ Mark markOf(FrameLife const& life) {
             letters += letter;
         }
     }
-    return isUnchecked       ? Mark{"frame fit", "?"}
-           : isFit           ? Mark{"frame fit", "ok"}
-           : letters.empty() ? Mark{"frame plain", ""}
-                             : Mark{"frame refused", letters.substr(0, 4)};
+    if (isUnchecked) {
+        return {"frame fit", "?"};
+    }
+    if (isFit) {
+        return {"frame fit", "ok"};
+    }
+    return letters.empty() ? Mark{"frame plain", ""} : Mark{"frame refused", letters.substr(0, 4)};
 }
 
 char const* kindOf(RequestState state) {
@@ -107,6 +122,27 @@ char const* kindOf(RequestState state) {
     return "";
 }
 
+/// All times that a picture of the session shows.
+std::vector<int64_t> momentsOf(PlayedSession const& played, Report const& report) {
+    std::vector<int64_t> moments;
+    for (Frame const& frame : played.session->frames) {
+        moments.insert(moments.end(), {frame.startNs, frame.resultNs});
+    }
+    for (FrameLife const& life : played.result.frames) {
+        for (auto const& [from, to] : life.lockedNs) {
+            moments.insert(moments.end(), {from, to});
+        }
+    }
+    for (Outcome const& outcome : played.result.outcomes) {
+        if (report.isShown(outcome)) {
+            Request const& request = *outcome.request;
+            moments.insert(moments.end(),
+                           {request.shutterNs, request.submitNs, request.submitNs + outcome.waitedNs});
+        }
+    }
+    return moments;
+}
+
 class Drawing {
   public:
     Drawing(PlayedSession const& played, Report const& report, TimelineOptions const& options)
@@ -115,15 +151,10 @@ class Drawing {
           mPlayed(played),
           mReport(report),
           mOptions(options),
-          mStartNs(startOf(mSession)),
-          mPixelsPerNs(kFrameWidth / usualPeriodNs(mSession)) {}
+          mTexts(played),
+          mAxis(momentsOf(played, report), startOf(mSession), kFrameWidth / usualPeriodNs(mSession)) {}
 
     Picture draw() {
-        for (Outcome const& outcome : mResult.outcomes) {
-            for (auto const& entry : outcome.chosen) {
-                mTaken.insert(entry.second);
-            }
-        }
         drawFrames();
         double const inFlightTop = kFramesTop + kFrameHeight + 4;
         double const inFlight = drawInFlight(inFlightTop);
@@ -131,56 +162,55 @@ class Drawing {
         mRequestsTop = inFlightTop + inFlight + locked + 14;
         drawRequests();
         drawAxis();
-        std::ostringstream svg;
-        svg << "<svg xmlns=\"http://www.w3.org/2000/svg\" class=\"timeline\" role=\"group\" width=\""
-            << numberText(mWidth) << "\" height=\"" << numberText(mHeight) << "\" viewBox=\"0 0 "
-            << numberText(mWidth) << ' ' << numberText(mHeight) << "\" aria-label=\"Timeline of "
-            << escaped(mSession.name) << "\">\n"
-            << mBack.str() << mFront.str() << "</svg>\n";
-        return {svg.str(), mWidth, mHeight};
+        std::string svg = fmt::format(
+            "<svg xmlns=\"http://www.w3.org/2000/svg\" class=\"timeline\" role=\"group\" width=\"{0}\" "
+            "height=\"{1}\" viewBox=\"0 0 {0} {1}\" aria-label=\"Timeline of {2}\">\n",
+            shortText(mWidth), shortText(mHeight), escaped(mSession.name));
+        return {svg + mBack + mFront + "</svg>\n", mWidth, mHeight};
     }
 
   private:
     double x(int64_t ns) {
-        double const place = kMargin + static_cast<double>(ns - mStartNs) * mPixelsPerNs;
+        double const place = kMargin + mAxis.place(ns);
         mWidth = std::max(mWidth, place + kMargin);
         return place;
     }
 
-    static void rect(std::ostream& out, std::string const& kind, double left, double top, double width,
+    static void rect(std::string& out, std::string const& kind, double left, double top, double width,
                      double height) {
-        out << "<rect class=\"" << kind << "\" x=\"" << numberText(left) << "\" y=\"" << numberText(top)
-            << "\" width=\"" << numberText(std::max(width, 1.0)) << "\" height=\"" << numberText(height) << "\"/>";
+        out += fmt::format("<rect class=\"{}\" x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"/>", kind,
+                           shortText(left), shortText(top), shortText(std::max(width, 1.0)), shortText(height));
     }
 
-    static void text(std::ostream& out, char const* kind, double left, double base, std::string const& words) {
-        out << "<text class=\"" << kind << "\" x=\"" << numberText(left) << "\" y=\"" << numberText(base) << "\">"
-            << escaped(words) << "</text>";
+    static void text(std::string& out, char const* kind, double left, double base, std::string const& words) {
+        out += fmt::format("<text class=\"{}\" x=\"{}\" y=\"{}\">{}</text>", kind, shortText(left), shortText(base),
+                           escaped(words));
     }
 
-    void open(std::string const& link) { mFront << (mOptions.hasLinks ? "<a href=\"#" + link + "\">" : "<g>"); }
+    void open(std::string const& link) {
+        mFront += mOptions.hasLinks ? fmt::format("<a href=\"#{}\">", link) : "<g>";
+    }
 
     void close(std::string const& title) {
-        mFront << "<title>" << escaped(title) << "</title>" << (mOptions.hasLinks ? "</a>\n" : "</g>\n");
+        mFront += fmt::format("<title>{}</title>{}\n", escaped(title), mOptions.hasLinks ? "</a>" : "</g>");
     }
 
     void drawFrames() {
         for (size_t index = 0; index < mSession.frames.size(); ++index) {
             Frame const& frame = mSession.frames[index];
-            FrameLife const& life = mResult.frames[index];
             double const left = x(frame.startNs);
             double right = left + kFrameWidth;
             if (index + 1 < mSession.frames.size()) {
                 right = std::min(right, x(mSession.frames[index + 1].startNs));
             }
-            open("f-" + std::to_string(mOptions.session) + "-" + std::to_string(frame.frameNo));
-            Mark const mark = markOf(life);
-            std::string const taken = mTaken.count(frame.frameNo) != 0 ? " taken" : "";
-            rect(mFront, mark.kind + taken, left + 1, kFramesTop, right - left - 2, kFrameHeight);
+            open(fmt::format("f-{}-{}", mOptions.session, frame.frameNo));
+            Mark const mark = markOf(mResult.frames[index]);
+            rect(mFront, std::string(mark.kind) + (mTexts.isTaken(frame.frameNo) ? " taken" : ""), left + 1,
+                 kFramesTop, right - left - 2, kFrameHeight);
             char const* const ink = mark.letters.empty() ? "off" : "on";
             text(mFront, ink, left + 4, kFramesTop + 13, std::to_string(frame.frameNo));
             text(mFront, ink, left + 4, kFramesTop + 26, mark.letters);
-            close(frameText(mPlayed, index));
+            close(mTexts[index]);
             mFrameX[frame.frameNo] = (left + right) / 2;
         }
     }
@@ -193,7 +223,7 @@ class Drawing {
             double const lane = static_cast<double>(lanes.take(left, right));
             rect(mBack, "flight", left, top + lane * kBarStep, right - left, kBarHeight);
         }
-        mBack << '\n';
+        mBack += '\n';
         return static_cast<double>(lanes.size()) * kBarStep;
     }
 
@@ -232,41 +262,45 @@ class Drawing {
 
     void drawRequest(Outcome const& outcome, size_t index, double left, double right, double top) {
         Request const& request = *outcome.request;
-        double const shutter = x(request.shutterNs);
         double const middle = top + kRequestHeight / 2;
-        mBack << "<path class=\"shutter\" d=\"M" << numberText(shutter) << ' ' << numberText(kFramesTop - 4) << "V"
-              << numberText(top + kRequestHeight) << "\"/>";
-        open("r-" + std::to_string(mOptions.session) + "-" + std::to_string(index));
+        mBack += fmt::format("<path class=\"shutter\" d=\"M{} {}V{}\"/>", shortText(x(request.shutterNs)),
+                             shortText(kFramesTop - 4), shortText(top + kRequestHeight));
+        open(fmt::format("r-{}-{}", mOptions.session, index));
         rect(mFront, kindOf(outcome.state), left, top + 4, std::max(right - left, 4.0), kRequestHeight - 8);
-        std::string label = "R" + std::to_string(request.requestNo);
-        label += outcome.state == RequestState::FromHistory ? "" : std::string(" ") + nameOf(outcome.state);
+        std::string const label =
+            fmt::format("R{}{}", request.requestNo,
+                        outcome.state == RequestState::FromHistory ? "" : std::string(" ") + nameOf(outcome.state));
         text(mFront, "name", right + 6, middle + 4, label);
         std::string const& closing = mPlayed.explanations[index].closing;
         close(closing.empty() ? label : closing);
         for (auto const& entry : outcome.chosen) {
             auto const frame = mFrameX.find(entry.second);
             if (entry.second != kNoFrame && frame != mFrameX.end()) {
-                double const to = kFramesTop + kFrameHeight + 2;
-                mBack << "<path class=\"arrow\" d=\"M" << numberText(right) << ' ' << numberText(top + 4) << "L"
-                      << numberText(frame->second) << ' ' << numberText(to) << "m-3 6l3 -6l4 5\"/>";
+                mBack += fmt::format("<path class=\"arrow\" d=\"M{} {}L{} {}m-3 6l3 -6l4 5\"/>", shortText(right),
+                                     shortText(top + 4), shortText(frame->second),
+                                     shortText(kFramesTop + kFrameHeight + 2));
             }
         }
-        mBack << '\n';
+        mBack += '\n';
     }
 
     void drawAxis() {
-        double const pixelsPerMs = mPixelsPerNs * static_cast<double>(kNsPerMs);
-        double step = 1;  // ms between two marks, at least some 90 pixels
-        for (double const next : {5.0, 10.0, 50.0, 100.0, 500.0, 1000.0, 5000.0, 10000.0, 60000.0, 600000.0}) {
-            step = step * pixelsPerMs < 90 ? next : step;
+        for (auto const& [place, label] : mAxis.ticks(mWidth - 2 * kMargin)) {
+            double const left = kMargin + place;
+            mBack += fmt::format("<path class=\"tick\" d=\"M{} {}v{}\"/>", shortText(left), shortText(kAxisTop + 4),
+                                 shortText(mHeight - kAxisTop - 8));
+            text(mBack, "axis", left + 3, kAxisTop + 2, label);
         }
-        for (double ms = 0; kMargin + ms * pixelsPerMs < mWidth - kMargin; ms += step) {
-            double const place = kMargin + ms * pixelsPerMs;
-            mBack << "<path class=\"tick\" d=\"M" << numberText(place) << ' ' << numberText(kAxisTop + 4) << "v"
-                  << numberText(mHeight - kAxisTop - 8) << "\"/>";
-            text(mBack, "axis", place + 3, kAxisTop + 2, numberText(ms) + " ms");
+        for (auto const& [place, length] : mAxis.cuts()) {
+            double const left = kMargin + place + kFrameWidth + 4;  // right of the frame before it
+            double const height = (mHeight - kAxisTop - 8) / 2;
+            for (double const line : {left + 20, left + 28}) {
+                mBack += fmt::format("<path class=\"cut\" d=\"M{} {}v{}l-6 4l12 6l-6 4v{}\"/>", shortText(line),
+                                     shortText(kAxisTop + 4), shortText(height - 7), shortText(height - 7));
+            }
+            text(mBack, "axis", left, kAxisTop + 2, length);
         }
-        mBack << '\n';
+        mBack += '\n';
     }
 
     Session const& mSession;
@@ -274,15 +308,14 @@ class Drawing {
     PlayedSession const& mPlayed;
     Report const& mReport;
     TimelineOptions mOptions;
-    int64_t mStartNs;
-    double mPixelsPerNs;
+    FrameTexts mTexts;
+    TimeAxis mAxis;
     double mWidth = 240;
     double mHeight = 0;
     double mRequestsTop = 0;
-    std::set<FrameNo> mTaken;
     std::map<FrameNo, double> mFrameX;
-    std::ostringstream mBack;   // what others may cover
-    std::ostringstream mFront;  // what is clicked
+    std::string mBack;   // what others may cover
+    std::string mFront;  // what is clicked
 };
 
 }  // namespace
@@ -291,50 +324,23 @@ Picture timelineSvg(PlayedSession const& played, Report const& report, TimelineO
     return Drawing(played, report, options).draw();
 }
 
-std::string frameText(PlayedSession const& played, size_t index) {
-    Frame const& frame = played.session->frames[index];
-    FrameLife const& life = played.result.frames[index];
-    auto const ms = [&](int64_t ns) { return numberText(toMs(ns - startOf(*played.session))); };
-    std::string text = "F" + std::to_string(frame.frameNo) + ": exposed at " + ms(frame.startNs) +
-                       (frame.isLost ? " ms, lost at " : " ms, in flight until ") + ms(frame.resultNs) + " ms";
-    text += life.leftNs < 0 ? "" : ", left the history at " + ms(life.leftNs) + " ms";
-    for (auto const& [requestNo, verdict] : life.verdicts) {
-        text += "; R" + std::to_string(requestNo);
-        text += verdict.isRefused     ? " refused it: " + verdict.reason.words
-                : verdict.isUnchecked ? " took it after the time-out, unchecked"
-                                      : " found it fit to use";
-    }
-    text += life.verdicts.empty() ? "; no request had it judged" : "";
-    for (auto const& [from, to] : life.lockedNs) {
-        text += "; locked from " + ms(from) + " to " + ms(to) + " ms";
-    }
-    for (Outcome const& outcome : played.result.outcomes) {
-        for (auto const& entry : outcome.chosen) {
-            text +=
-                entry.second == frame.frameNo ? "; taken by R" + std::to_string(outcome.request->requestNo) : "";
-        }
-    }
-    return text + ".";
-}
-
 void writeSvg(std::ostream& out, Report const& report) {
     // Each session's picture is an element of its own, below one another.
-    std::ostringstream parts;
+    std::string parts;
     double top = 0;
     double width = 0;
     for (PlayedSession const& played : report.played) {
         Picture const picture = timelineSvg(played, report, {0, false});
-        parts << "<text class=\"name\" x=\"16\" y=\"" << numberText(top + 14) << "\">"
-              << escaped(played.session->name) << "</text>\n<g transform=\"translate(0 " << numberText(top + 20)
-              << ")\">\n"
-              << picture.svg << "</g>\n";
+        parts += fmt::format(
+            "<text class=\"name\" x=\"16\" y=\"{}\">{}</text>\n<g transform=\"translate(0 {})\">\n{}</g>\n",
+            shortText(top + 14), escaped(played.session->name), shortText(top + 20), picture.svg);
         top += picture.height + 30;
         width = std::max(width, picture.width);
     }
-    out << "<svg xmlns=\"http://www.w3.org/2000/svg\" class=\"timeline\" width=\"" << numberText(width)
-        << "\" height=\"" << numberText(top) << "\">\n<style>" << timelineStyle() << "</style>\n"
+    out << "<svg xmlns=\"http://www.w3.org/2000/svg\" class=\"timeline\" width=\"" << shortText(width)
+        << "\" height=\"" << shortText(top) << "\">\n<style>" << timelineStyle() << "</style>\n"
         << "<rect width=\"100%\" height=\"100%\" style=\"fill: var(--back)\"/>\n"
-        << parts.str() << "</svg>\n";
+        << parts << "</svg>\n";
 }
 
 }  // namespace Replay

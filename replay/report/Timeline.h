@@ -8,8 +8,8 @@ namespace Replay {
 /// What the pictures need beside the outcomes: numbers for links, so that several sessions fit on a page.
 struct TimelineOptions {
     size_t session = 0;  ///< number of the session on the page
-    bool hasLinks =
-        true;  ///< frames and requests link to their explanations, #f-SESSION-FRAME and #r-SESSION-INDEX
+    /// Frames and requests link to their explanations, #f-SESSION-FRAME and #r-SESSION-INDEX.
+    bool hasLinks = true;
 };
 
 /// The style of the picture's parts, for light, dark and print.
@@ -25,9 +25,6 @@ struct Picture {
 /// A picture of the session: frames as boxes along session time, in flight and locked below, requests as rows
 /// with shutter, wait and arrows to the chosen frames.
 Picture timelineSvg(PlayedSession const& played, Report const& report, TimelineOptions const& options);
-
-/// Frame `index` of the session in words, a sentence a line.
-std::string frameText(PlayedSession const& played, size_t index);
 
 /// Writes the timelines of all sessions as one SVG file.
 void writeSvg(std::ostream& out, Report const& report);

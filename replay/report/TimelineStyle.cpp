@@ -32,6 +32,7 @@ svg.timeline { background: var(--back); font: 11px system-ui, sans-serif; }
 .timeline.far .nonzsl { stroke: var(--nonzsl); }
 .timeline .on { fill: var(--on); }
 .timeline .tick { stroke: var(--line); }
+.timeline .cut { stroke: var(--soft); fill: none; }
 .timeline .frame { stroke: var(--edge); rx: 2px; }
 .timeline .plain { fill: var(--plain); }
 .timeline .fit { fill: var(--fit); }
