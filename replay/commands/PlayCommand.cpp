@@ -1,14 +1,13 @@
 // zsl-replay play: plays a recorded camera session through the plug-in and tells which frames it chose, and why.
 #include <vzrcam/LogSink.h>
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iostream>
 
 #include "Commands.h"
+#include "OutputFiles.h"
 #include "PlayOptions.h"
 #include "replay/model/InputError.h"
+#include "replay/model/Printable.h"
 #include "replay/report/Page.h"
 #include "replay/report/Timeline.h"
 #include "replay/report/Trace.h"
@@ -26,23 +25,38 @@ struct Arguments : PlayOptions {
     std::string traceFile;
 };
 
-/// Writes a picture into a file; false: it could not be written, which is told.
-bool writeFile(std::string const& path, void (*write)(std::ostream&, Report const&), Report const& report) {
-    if (path.empty()) {
-        return true;
+/// Standard output has a picture in place of the table.
+bool isPiped(Arguments const& arguments) {
+    return arguments.pageFile == "-" || arguments.svgFile == "-" || arguments.traceFile == "-";
+}
+
+void checkOutputs(Arguments const& arguments) {
+    bool const isPrinted = arguments.asJson || !isPiped(arguments);
+    refuseOverwriting({{"its input", arguments.input},
+                       {"the properties of --props", arguments.propertyFile},
+                       {"the plug-in", arguments.plugin}},
+                      {{arguments.asJson ? "--json" : "the table", isPrinted ? "-" : ""},
+                       {"--html", arguments.pageFile},
+                       {"--svg", arguments.svgFile},
+                       {"--trace", arguments.traceFile}});
+}
+
+/// The report in all forms that are asked for. False: one could not be written, which is told.
+bool write(Arguments const& arguments, Report const& report) {
+    if (!isPiped(arguments)) {
+        (arguments.asJson ? printJson : printTable)(std::cout, report);
+    } else {
+        for (std::string const& note : report.notes) {  // which the table would have told
+            std::cerr << "zsl-replay: note: " << printable(note) << '\n';
+        }
     }
-    errno = 0;
-    std::ofstream file(path);
-    if (file) {
-        write(file, report);
-    }
-    file.close();
-    if (!file) {
-        std::cerr << "zsl-replay: " << path << ": " << (errno != 0 ? std::strerror(errno) : "cannot be written")
-                  << '\n';
-        return false;
-    }
-    return true;
+    auto const picture = [&](std::string const& path, void (*draw)(std::ostream&, Report const&)) {
+        return path.empty() || writeOutput(path, [&](std::ostream& out) { draw(out, report); });
+    };
+    bool const hasPage = picture(arguments.pageFile, writePage);
+    bool const hasTimeline = picture(arguments.svgFile, writeSvg);
+    bool const hasTrace = picture(arguments.traceFile, writeTrace);
+    return hasPage && hasTimeline && hasTrace;
 }
 
 std::string parseLogLevel(std::string const& text) {
@@ -53,6 +67,7 @@ std::string parseLogLevel(std::string const& text) {
 }
 
 int play(Arguments const& arguments) {
+    checkOutputs(arguments);
     Input const input = readInput(arguments.input);
     refuseDumpOptions(arguments, input);
     Prepared prepared = prepare(arguments, input);
@@ -64,8 +79,8 @@ int play(Arguments const& arguments) {
         options.host.logLevel = arguments.logLevel[0];
         options.host.onLogLine = [shown](LogLine const& line) {
             if (line.priority >= shown) {
-                std::cerr << NSCam::Utils::Log::threadtimeLine(line.priority, line.tag.c_str(), line.text,
-                                                               line.sessionNs)
+                std::cerr << printable(NSCam::Utils::Log::threadtimeLine(line.priority, line.tag.c_str(), line.text,
+                                                                         line.sessionNs))
                           << '\n';
             }
         };
@@ -75,11 +90,8 @@ int play(Arguments const& arguments) {
     if (!playSessions(prepared, options)) {
         return kExitFailed;
     }
-    (arguments.asJson ? printJson : printTable)(std::cout, report);
-    bool const isWritten = writeFile(arguments.pageFile, writePage, report) &&
-                           writeFile(arguments.svgFile, writeSvg, report) &&
-                           writeFile(arguments.traceFile, writeTrace, report);
-    return report.failed > 0 || !isWritten ? kExitFailed : 0;
+    bool const areWritten = write(arguments, report);
+    return report.failed > 0 || !areWritten ? kExitFailed : 0;
 }
 
 }  // namespace
@@ -95,10 +107,12 @@ std::function<int()> addPlay(CommandLine& line) {
     addSettingOptions(line, *arguments);
     addRequestOption(line, *arguments);
     line.addFlag("--json", "Print JSON in place of the table", arguments->asJson);
-    line.add("--html", "FILE", "Write a page with timeline and explanations, which stands alone, into this file",
-             into(&Arguments::pageFile));
-    line.add("--svg", "FILE", "Write the timeline alone, as SVG, into this file", into(&Arguments::svgFile));
-    line.add("--trace", "FILE", "Write trace events for ui.perfetto.dev or chrome://tracing into this file",
+    line.add(
+        "--html", "FILE",
+        "Write a page with timeline and explanations, which stands alone, into this file; - is standard output",
+        into(&Arguments::pageFile));
+    line.add("--svg", "FILE", "Write the timeline alone, as SVG, into this file or -", into(&Arguments::svgFile));
+    line.add("--trace", "FILE", "Write trace events for ui.perfetto.dev or chrome://tracing into this file or -",
              into(&Arguments::traceFile));
     line.add("--log", "V|D|I|W|E|F|S", "Show the plug-in's log from this level on, on standard error",
              [arguments](std::string const& text) { arguments->logLevel = parseLogLevel(text); });

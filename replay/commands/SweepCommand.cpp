@@ -1,6 +1,7 @@
 // zsl-replay sweep: plays many inputs under many combinations of settings, and compares.
 #include <algorithm>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "CommandSupport.h"

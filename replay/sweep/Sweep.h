@@ -1,57 +1,14 @@
-// What a sweep counts: one input under one combination of settings, and the sum over all inputs.
+// The sums of many inputs under many combinations of settings, side by side.
 #pragma once
 
-#include <map>
-#include <nlohmann/json.hpp>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
-#include "replay/report/Report.h"
+#include "Tally.h"
+#include "replay/model/Settings.h"
 
 namespace Replay {
-
-/// Values in milliseconds, kept to a tenth: so the memory does not grow with their number.
-class Distribution {
-  public:
-    void add(double ms);
-    void add(Distribution const& other);
-
-    /// The value that `share` of all values do not exceed; nothing without values.
-    std::optional<double> quantile(double share) const;
-
-    nlohmann::json toJson() const { return mCounts; }
-    static Distribution fromJson(nlohmann::json const& json);
-
-  private:
-    std::map<int64_t, uint64_t> mCounts;  // by tenths of a millisecond
-    uint64_t mSize = 0;
-};
-
-/// Of so many chosen frames that tell, so many were at rest.
-struct Share {
-    uint64_t atRest = 0;
-    uint64_t all = 0;
-
-    std::optional<double> percent() const;
-};
-
-/// How requests fared.
-struct Tally {
-    StateCounts requests;
-    Distribution distances;  ///< of the chosen history frames from the shutter, without sign
-    Distribution waits;      ///< of the answered requests
-    Share focus;             ///< neither scanning nor with a moving lens
-    Share exposure;          ///< converged or locked
-    Share softExposure;      ///< stable
-
-    void add(Session const& session, SessionResult const& result);
-    void add(Tally const& other);
-
-    nlohmann::json toJson() const;  ///< whole, for another process
-    static Tally fromJson(nlohmann::json const& json);
-};
 
 /// A combination of settings as the command line names them; "default" leaves a setting to input and plug-in.
 struct Combination {
