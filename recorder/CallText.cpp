@@ -1,46 +1,16 @@
 #include "CallText.h"
 
-#include <vzrcam/IMetadata.h>
+#include <charconv>
 
-#include <algorithm>
+#include "Capture.h"
 
 namespace NSCam::Recorder {
 
-Tag const kTags[kTagCount] = {
-    {0x10001, "i32"},     // exposure compensation
-    {0x10007, "u8"},      // auto-focus mode
-    {0x1001F, "u8"},      // auto-exposure state
-    {0x10020, "u8"},      // auto-focus state
-    {0x80009, "u8"},      // lens state
-    {0x800B0022, "i32"},  // pre-collect hint
-    {0xC0000005, "i32"},  // sensor
-    {0xC0010014, "i32"},  // sensor mode
-    {0xC0030023, "i32"},  // soft auto-exposure state
-    {0xC0080004, "i64"},  // frame synchronisation
-};
-
 namespace {
 
-template <typename T>
-std::optional<int64_t> read(IMetadata const* meta, uint32_t tag) {
-    T value = 0;
-    return IMetadata::getEntry<T>(meta, tag, value, 0) ? std::optional<int64_t>(value) : std::nullopt;
-}
-
-TagValues valuesOf(IMetadata const* meta) {
-    TagValues values;
-    for (size_t index = 0; index < kTagCount; ++index) {
-        Tag const& tag = kTags[index];
-        values[index] = tag.type[0] == 'u'   ? read<uint8_t>(meta, tag.number)
-                        : tag.type[1] == '3' ? read<int32_t>(meta, tag.number)
-                                             : read<int64_t>(meta, tag.number);
-    }
-    return values;
-}
-
-template <typename Number>
-void append(std::string& text, Number number) {
-    text += std::to_string(number);
+void appendNumber(std::string& text, int64_t number) {
+    char digits[24];
+    text.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
 }
 
 /// `"name":`, with a comma in front unless it is the first of its object.
@@ -50,203 +20,259 @@ void key(std::string& text, char const* name) {
     text += "\":";
 }
 
-template <typename Numbers>
-void appendList(std::string& text, char const* name, Numbers const& numbers) {
+/// Likewise, for an object by numbers.
+void key(std::string& text, int64_t number) {
+    text += text.empty() || text.back() == '{' ? "\"" : ",\"";
+    appendNumber(text, number);
+    text += "\":";
+}
+
+void appendField(std::string& text, char const* name, int64_t number) {
     key(text, name);
+    appendNumber(text, number);
+}
+
+void appendList(std::string& text, WordReader& words, size_t count) {
     text += '[';
-    for (auto const number : numbers) {
-        text += text.back() == '[' ? "" : ",";
-        append(text, number);
+    for (size_t index = 0; index < count; ++index) {
+        text += index == 0 ? "" : ",";
+        appendNumber(text, words.next());
     }
     text += ']';
 }
 
-void appendStreams(std::string& text, ZslPolicy::StreamSets const& streams) {
-    appendList(text, "images", streams.halImages);
-    appendList(text, "halMetas", streams.halMetas);
-    appendList(text, "appMetas", streams.appMetas);
+void appendStreams(std::string& text, WordReader& words) {
+    for (char const* const name : {"images", "halMetas", "appMetas"}) {
+        key(text, name);
+        appendList(text, words, words.count());
+    }
 }
 
-template <typename Number>
-void appendNumber(std::string& text, char const* name, Number number) {
-    key(text, name);
-    append(text, number);
-}
-
-/// Numbers in use as runs, [[first, last], ...].
-void appendRuns(std::string& text, char const* name, std::vector<size_t> const& numbers) {
+/// Runs of frames, [[first, last], ...].
+void appendRuns(std::string& text, char const* name, WordReader& words) {
     key(text, name);
     text += '[';
-    for (size_t first = 0; first < numbers.size();) {
-        size_t last = first;
-        while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1) {
-            ++last;
-        }
-        text += text.back() == '[' ? "[" : ",[";
-        append(text, numbers[first]);
-        text += ',';
-        append(text, numbers[last]);
-        text += ']';
-        first = last + 1;
+    for (size_t count = words.count(), index = 0; index < count; ++index) {
+        text += index == 0 ? "" : ",";
+        appendList(text, words, 2);
     }
     text += ']';
 }
 
-void appendOutput(std::string& text, ISelector::SelectOutputParams const& out) {
-    text += "{\"selected\":{";
-    for (auto const& [index, result] : out.selectedFrames) {
-        key(text, std::to_string(index).c_str());
-        text += '[';
-        append(text, result.frameNo);
-        text += ',';
-        append(text, result.reserved);
-        text += ']';
-    }
-    text += "},\"operations\":{";
-    for (auto const& [frameNo, operation] : out.frameOps) {
-        appendNumber(text, std::to_string(frameNo).c_str(), static_cast<uint32_t>(operation));
+/// An object by numbers, of lists of so many.
+void appendLists(std::string& text, char const* name, WordReader& words, size_t size) {
+    key(text, name);
+    text += '{';
+    for (size_t count = words.count(); count > 0; --count) {
+        key(text, words.next());
+        size == 1 ? appendNumber(text, words.next()) : appendList(text, words, size);
     }
     text += '}';
-    appendList(text, "frameNoSet", out.frameNoSet);
-    text += '}';
+}
+
+void appendFacts(std::string& text, int64_t bits, WordReader& words) {
+    for (char const* const name : {"call", "ns", "tookNs", "thread"}) {
+        appendField(text, name, words.next());
+    }
+    if ((bits & kHasProperties) != 0) {
+        key(text, "properties");
+        appendProperties(text, words.place());
+        words.skip(kPropertyCount);
+    }
+    if ((bits & kHasChange) != 0) {
+        key(text, "changedTo");
+        appendProperties(text, words.place());
+        words.skip(kPropertyCount);
+    }
+    if ((bits & kHasProcess) != 0) {
+        appendField(text, "runtimeSwitch", words.next());
+        appendField(text, "others", words.next());
+    }
 }
 
 }  // namespace
 
-/// The number of the metadata's values; 0 for a null pointer.
-size_t CallText::numberOf(IMetadata const* meta) {
-    if (meta == nullptr) {
-        return 0;
+void appendProperties(std::string& text, int64_t const* values) {
+    text += '{';
+    for (size_t index = 0; index < kPropertyCount; ++index) {
+        appendField(text, kPropertyNames[index], values[index]);
     }
-    TagValues const values = valuesOf(meta);
-    auto const used = mUsedTags.find(values);
-    if (used != mUsedTags.end()) {
-        return used->second;
+    text += '}';
+}
+
+void CallText::forget() {
+    mSets.clear();
+    mFrames.clear();
+}
+
+/// The set of a container that is no null pointer; one that is new is told.
+CallText::Set& CallText::setOf(WordReader& words) {
+    int64_t const present = words.next();
+    mValues.assign(1, present);
+    for (size_t index = 0; index < kTagCount; ++index) {
+        if ((present >> index & 1) != 0) {
+            mValues.push_back(words.next());
+        }
     }
-    auto const known = mTags.find(values);
-    size_t const number = known != mTags.end() ? known->second : ++mLastTags;
-    mUsedTags.emplace(values, number);
-    if (known == mTags.end()) {
-        key(mNewTags, std::to_string(number).c_str());
-        mNewTags += '{';
+    auto const [set, isNew] = mSets.try_emplace(mValues, Set{mLastSet + 1, mCall});
+    set->second.usedBy = mCall;
+    if (isNew) {
+        ++mLastSet;
+        key(mNewSets, static_cast<int64_t>(set->second.number));
+        mNewSets += '{';
+        auto value = mValues.begin();
         for (size_t index = 0; index < kTagCount; ++index) {
-            if (values[index]) {
-                key(mNewTags, std::to_string(kTags[index].number).c_str());
-                mNewTags += std::string("{\"") + kTags[index].type + "\":" + std::to_string(*values[index]) + '}';
+            if ((present >> index & 1) != 0) {
+                key(mNewSets, kTags[index].number);
+                mNewSets += '{';
+                appendField(mNewSets, kTags[index].type, *++value);
+                mNewSets += '}';
             }
         }
-        mNewTags += '}';
+        mNewSets += '}';
     }
-    return number;
+    return set->second;
 }
 
-void CallText::appendMetas(std::string& text, char const* name, std::map<int64_t, IMetadata const*> const& metas) {
+void CallText::appendStreamMetas(std::string& text, char const* name, WordReader& words, Frame& frame) {
     key(text, name);
     text += '{';
-    for (auto const& [id, meta] : metas) {
-        appendNumber(text, std::to_string(id).c_str(), numberOf(meta));
-    }
-    text += '}';
-}
-
-std::string CallText::contentOf(uint32_t frameKey, ISelector::HistoryFrame const& frame) {
-    std::string text = "{";
-    appendNumber(text, "key", frameKey);
-    appendNumber(text, "frameNo", frame.frameNo);
-    appendNumber(text, "requestNo", frame.requestNo);
-    appendNumber(text, "timestamp", frame.timestamp);
-    appendStreams(text, frame.streamSets);
-    appendMetas(text, "app", frame.appMetas);
-    appendMetas(text, "hal", frame.halMetas);
-    appendNumber(text, "locked", frame.locked ? 1 : 0);
-    return text += '}';
-}
-
-std::string CallText::contentOf(uint32_t frameKey, ISelector::InflightFrame const& frame) {
-    std::string text = "{";
-    appendNumber(text, "key", frameKey);
-    appendNumber(text, "frameNo", frame.frameNo);
-    appendStreams(text, frame.streamSets);
-    return text += '}';
-}
-
-/// Appends the frames that are new or changed, and what they and the others are referred to by.
-template <typename Frame>
-void CallText::appendFrames(std::string& text, char const* name, std::map<uint32_t, Frame> const& frames,
-                            Frames& known, size_t& last, std::string& references) {
-    key(text, name);
-    text += '{';
-    Frames used;
-    std::vector<size_t> numbers;
-    for (auto const& [frameKey, frame] : frames) {
-        std::string content = contentOf(frameKey, frame);
-        auto const before = known.find(frameKey);
-        bool const isKnown = before != known.end() && before->second.content == content;
-        size_t const number = isKnown ? before->second.number : ++last;
-        if (!isKnown) {
-            key(text, std::to_string(number).c_str());
-            text += content;
+    for (size_t count = words.count(); count > 0; --count) {
+        key(text, words.next());
+        if (*words.place() == kNullMetadata) {
+            words.skip(1);
+            text += '0';
+        } else {
+            frame.sets.push_back(&setOf(words));
+            appendNumber(text, static_cast<int64_t>(frame.sets.back()->number));
         }
-        numbers.push_back(number);
-        used[frameKey] = {number, std::move(content)};
     }
     text += '}';
-    known.swap(used);
-    appendRuns(references, name, numbers);
 }
 
-void CallText::appendInput(std::string& text, ISelector::SelectInputParams const& in,
-                           std::string const& references) {
+/// The frames that are new, and the numbers of all.
+void CallText::appendHistory(std::string& text, WordReader& words) {
+    key(text, "history");
     text += '{';
-    appendNumber(text, "requestNo", in.requestNo);
-    appendNumber(text, "elapsedMs", in.elapsedMs);
-    appendNumber(text, "zsdTs", in.zsdTs);
-    appendNumber(text, "targetEv", in.targetEv);
-    appendList(text, "ispHidl", std::array<int32_t, 2>{in.ispHidlFrameIdx, in.ispHidlFrameCnt});
-    key(text, "required");
-    text += '{';
-    for (auto const& [index, info] : in.requiredFrames) {
-        key(text, std::to_string(index).c_str());
+    for (size_t count = words.count(); count > 0; --count) {
+        int64_t const number = words.next();
+        Frame& frame = mFrames[number];
+        key(text, number);
         text += '{';
-        appendStreams(text, info.needStreams);
-        appendNumber(text, "meta", numberOf(info.inAppMeta));
-        if (info.reqSensorIds != nullptr) {
-            appendList(text, "sensorIds", *info.reqSensorIds);
+        for (char const* const name : {"key", "frameNo", "requestNo", "timestamp", "locked"}) {
+            appendField(text, name, words.next());
         }
-        appendList(text, "host", std::array<uint64_t, 2>{info.hostWord0, info.hostWord1});
+        appendStreams(text, words);
+        appendStreamMetas(text, "app", words, frame);
+        appendStreamMetas(text, "hal", words, frame);
         text += '}';
     }
     text += '}';
-    key(text, "sensorModes");
-    text += '{';
-    for (auto const& [sensor, mode] : in.sensorModes) {
-        appendNumber(text, std::to_string(sensor).c_str(), mode);
+    useHistory(words);
+    appendRuns(mReferences, "history", words);
+}
+
+void CallText::useHistory(WordReader runs) {
+    for (size_t count = runs.count(); count > 0; --count) {
+        int64_t const first = runs.next();
+        int64_t const last = runs.next();
+        for (auto frame = mFrames.lower_bound(first); frame != mFrames.end() && frame->first <= last; ++frame) {
+            frame->second.usedBy = mCall;
+            for (Set* const set : frame->second.sets) {
+                set->usedBy = mCall;
+            }
+        }
     }
-    text += '}';
-    key(text, "preCollects");
+}
+
+void CallText::appendInflight(std::string& text, WordReader& words) {
+    key(text, "inflight");
     text += '{';
-    for (auto const& [frameNo, info] : in.preCollects) {
-        appendList(text, std::to_string(frameNo).c_str(),
-                   std::array<uint32_t, 2>{info.requestNo, static_cast<uint32_t>(info.status)});
+    for (size_t count = words.count(); count > 0; --count) {
+        key(text, words.next());
+        text += '{';
+        appendField(text, "key", words.next());
+        appendField(text, "frameNo", words.next());
+        appendStreams(text, words);
+        text += '}';
     }
-    text += "},";
-    text += references;
     text += '}';
 }
 
-void CallText::append(std::string& text, ISelector::SelectInputParams const& in,
-                      ISelector::SelectOutputParams const& out) {
-    mUsedTags.clear();
-    mNewTags.clear();
-    std::string frames;
-    std::string references;
-    appendFrames(frames, "history", in.history, mHistory, mLastFrame, references);
-    appendFrames(frames, "inflight", in.inflight, mInflight, mLastInflight, references);
-    std::string input;
-    appendInput(input, in, references);
-    mTags.swap(mUsedTags);
-    text += "\"tags\":{" + mNewTags + "},\"new\":{" + frames + "},\"in\":" + input + ",\"out\":";
-    appendOutput(text, out);
+void CallText::appendRequired(std::string& text, WordReader& words) {
+    key(text, "required");
+    text += '{';
+    for (size_t count = words.count(); count > 0; --count) {
+        key(text, words.next());
+        text += '{';
+        appendStreams(text, words);
+        if (*words.place() == kNullMetadata) {
+            words.skip(1);
+            appendField(text, "meta", 0);
+        } else {
+            appendField(text, "meta", static_cast<int64_t>(setOf(words).number));
+        }
+        if (int64_t const sensors = words.next(); sensors >= 0) {
+            key(text, "sensorIds");
+            appendList(text, words, static_cast<size_t>(sensors));
+        }
+        text += '}';
+    }
+    text += '}';
+}
+
+void CallText::appendRequest(std::string& text, WordReader& words) {
+    text += '{';
+    for (char const* const name : {"requestNo", "elapsedMs", "zsdTs", "targetEv"}) {
+        appendField(text, name, words.next());
+    }
+    key(text, "ispHidl");
+    appendList(text, words, 2);
+    appendRequired(text, words);
+    appendLists(text, "sensorModes", words, 1);
+    appendLists(text, "preCollects", words, 2);
+    text += ',';
+    text += mReferences;
+    text += '}';
+}
+
+/// What this call does not refer to cannot be referred to again.
+void CallText::dropUnused() {
+    for (auto frame = mFrames.begin(); frame != mFrames.end();) {
+        frame = frame->second.usedBy == mCall ? std::next(frame) : mFrames.erase(frame);
+    }
+    for (auto set = mSets.begin(); set != mSets.end();) {
+        set = set->second.usedBy == mCall ? std::next(set) : mSets.erase(set);
+    }
+}
+
+void CallText::append(std::string& text, int64_t bits, WordReader& words) {
+    ++mCall;
+    for (std::string* const part : {&mNewSets, &mFrameText, &mReferences, &mRequest}) {
+        part->clear();
+    }
+    text += '{';
+    appendFacts(text, bits, words);
+    appendHistory(mFrameText, words);
+    appendInflight(mFrameText, words);
+    appendRuns(mReferences, "inflight", words);
+    appendRequest(mRequest, words);
+    for (auto const& [name, part] : {std::pair("tags", &mNewSets), std::pair("new", &mFrameText)}) {
+        key(text, name);
+        text += '{';
+        text += *part;
+        text += '}';
+    }
+    key(text, "in");
+    text += mRequest;
+    key(text, "out");
+    text += '{';
+    appendLists(text, "selected", words, 2);
+    appendLists(text, "operations", words, 1);
+    key(text, "frameNoSet");
+    appendList(text, words, words.count());
+    text += "}}\n";
+    dropUnused();
 }
 
 }  // namespace NSCam::Recorder

@@ -1,65 +1,57 @@
-// The text of a call in a recording: the whole input and answer, what was told before left out. docs/recording.md
-// tells the format.
+// The text of a call in a recording, from the numbers that Capture put down. docs/recording.md tells the format.
 #pragma once
 
-#include <array>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "zsl/policy/ISelector.h"
+#include "HostData.h"
+#include "Words.h"
 
 namespace NSCam::Recorder {
 
-using ZslPolicy::ISelector;
+/// The properties as an object, by name.
+void appendProperties(std::string& text, int64_t const* values);
 
-/// The tags that a selector reads, in the order of kTags.
-constexpr size_t kTagCount = 10;
-
-struct Tag {
-    uint32_t number;
-    char const* type;  ///< u8, i32 or i64
-};
-
-extern Tag const kTags[kTagCount];
-
-/// The values of one metadata container, by the place of the tag in kTags; nothing: the tag is absent.
-using TagValues = std::array<std::optional<int64_t>, kTagCount>;
-
-/// Writes the calls of one selector. What a call has in common with the one before it is referred to by numbers:
-/// the metadata, history frames and frames in flight that appeared before and have stayed in use.
+/// Puts the calls of one file into words. Metadata that several frames have in common are told once, and referred
+/// to by number.
 class CallText {
   public:
-    /// Appends `"tags":{...},"frames":{...},"inflight":{...},"in":{...},"out":{...}` to `text`.
-    void append(std::string& text, ISelector::SelectInputParams const& in,
-                ISelector::SelectOutputParams const& out);
+    /// Lets the next call stand for itself.
+    void forget();
+
+    /// Appends a line, with its end, of the numbers behind the call's bits and the count of those lost before it.
+    void append(std::string& text, int64_t bits, WordReader& words);
 
   private:
-    /// What of a frame tells it from others: its text, with numbers for metadata.
-    struct Known {
+    /// Metadata with the same values.
+    struct Set {
         size_t number;
-        std::string content;
+        uint64_t usedBy;  // the last call
     };
-    using Frames = std::map<uint32_t, Known>;  // by the frame's key
+    struct Frame {
+        std::vector<Set*> sets;
+        uint64_t usedBy;
+    };
 
-    size_t numberOf(IMetadata const* meta);
-    void appendMetas(std::string& text, char const* name, std::map<int64_t, IMetadata const*> const& metas);
-    std::string contentOf(uint32_t key, ISelector::HistoryFrame const& frame);
-    static std::string contentOf(uint32_t key, ISelector::InflightFrame const& frame);
-    template <typename Frame>
-    void appendFrames(std::string& text, char const* name, std::map<uint32_t, Frame> const& frames, Frames& known,
-                      size_t& last, std::string& references);
-    void appendInput(std::string& text, ISelector::SelectInputParams const& in, std::string const& references);
+    Set& setOf(WordReader& words);
+    void appendStreamMetas(std::string& text, char const* name, WordReader& words, Frame& frame);
+    void appendHistory(std::string& text, WordReader& words);
+    static void appendInflight(std::string& text, WordReader& words);
+    void appendRequired(std::string& text, WordReader& words);
+    void appendRequest(std::string& text, WordReader& words);
+    void useHistory(WordReader runs);
+    void dropUnused();
 
-    std::map<TagValues, size_t> mTags;      // in use by the call before, and by this one
-    std::map<TagValues, size_t> mUsedTags;  // by this call
-    std::string mNewTags;
-    Frames mHistory;
-    Frames mInflight;
-    size_t mLastTags = 0;
-    size_t mLastFrame = 0;
-    size_t mLastInflight = 0;
+    uint64_t mCall = 0;
+    std::map<std::vector<int64_t>, Set> mSets;  // by what putMetadata put
+    std::map<int64_t, Frame> mFrames;           // of the history, by number
+    size_t mLastSet = 0;
+    std::string mNewSets;
+    std::string mFrameText;
+    std::string mReferences;
+    std::string mRequest;
+    std::vector<int64_t> mValues;  // of the set looked for
 };
 
 }  // namespace NSCam::Recorder

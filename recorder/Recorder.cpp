@@ -1,155 +1,140 @@
-// Stands between host and selector: passes every call through, and writes it down when that is asked for.
-#include <dlfcn.h>
+// Stands between host and selector: passes every call through, and has it recorded when that is asked for.
+#include <pthread.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 #include <vzrcam/Properties.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <exception>
+#include <mutex>
 
-#include "CallText.h"
-#include "RecordingFile.h"
+#include "Capture.h"
+#include "RealPlugin.h"
+#include "Writer.h"
 
 namespace NSCam::Recorder {
 
 namespace {
 
-using Create = void (*)(std::shared_ptr<ISelector>&);
-
-/// The library that holds an address of code or data.
-Dl_info libraryOf(void const* address) {
-    Dl_info info{};
-    dladdr(address, &info);
-    return info;
-}
-
-/// This library; asked by an address that no other library's symbol can stand in for.
-Dl_info ownLibrary() {
-    static char const here = 0;
-    return libraryOf(&here);
-}
-
-/// Opens the real selector: under its second name beside this library, else where the linker finds it by name, else
-/// under its own name beside this library (a HAL that names whole paths may have told the linker of no folder).
-void* openSelector() {
-    char const* const own = ownLibrary().dli_fname;
-    std::string folder = own != nullptr ? own : "";
-    folder.erase(folder.rfind('/') + 1);
-    std::string const name = "libvzrcam_zsl_sampleselector";
-    std::string const second = folder + name + ".real.so";
-    if (access(second.c_str(), F_OK) == 0) {
-        return dlopen(second.c_str(), RTLD_NOW | RTLD_LOCAL);
-    }
-    void* const library = dlopen((name + ".so").c_str(), RTLD_NOW | RTLD_LOCAL);
-    return library != nullptr ? library : dlopen((folder + name + ".so").c_str(), RTLD_NOW | RTLD_LOCAL);
-}
-
-/// The real selector's factory; null, with a line in the log, if there is none.
-Create loadSelector() {
-    void* const library = openSelector();
-    auto const create =
-        library == nullptr ? nullptr : reinterpret_cast<Create>(dlsym(library, "createCustomSelector"));
-    if (create == nullptr) {
-        char const* const error = dlerror();
-        logError("recorder: no selector: " +
-                 std::string(error != nullptr ? error : "createCustomSelector is null"));
-        return nullptr;
-    }
-    if (libraryOf(reinterpret_cast<void const*>(create)).dli_fbase == ownLibrary().dli_fbase) {
-        logError(
-            "recorder: no selector: libvzrcam_zsl_sampleselector.so is the recorder itself, and "
-            "libvzrcam_zsl_sampleselector.real.so is not beside it");
-        return nullptr;
-    }
-    return create;
-}
-
-/// The properties that a selector reads, as it reads them.
-std::string propertiesText() {
-    namespace Properties = Utils::Properties;
-    std::string text = "{\"vendor.debug.camera.log.zsl.sample\":";
-    text += std::to_string(Properties::property_get_int32("vendor.debug.camera.log.zsl.sample", 1));
-    text += ",\"vendor.debug.camera.zsl.runtime.adb\":";
-    text += std::to_string(Properties::property_get_bool("vendor.debug.camera.zsl.runtime.adb", 0));
-    for (char const* const name : {"policy", "timeout", "hint"}) {
-        std::string const property = std::string("vendor.debug.camera.zsl.force.") + name;
-        text += ",\"" + property + "\":" + std::to_string(Properties::property_get_int64(property.c_str(), -1));
-    }
-    return text + "}";
-}
+std::atomic<int64_t> theSelectors{0};  // that there are
 
 int64_t monotonicNs() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
         .count();
 }
 
-/// A name as JSON text; what needs an escape is left out.
-std::string quoted(char const* name) {
-    std::string text = "\"";
-    for (; name != nullptr && *name != '\0'; ++name) {
-        bool const isPlain = *name >= ' ' && *name != '"' && *name != '\\' && *name != '\x7F';
-        text += isPlain ? std::string(1, *name) : "";
+/// The number of the thread, as the log shows it. The system is asked once a thread, or for one that has another's
+/// place.
+class ThreadNumber {
+  public:
+    int64_t ofCaller() {
+        pthread_t const self = pthread_self();
+        if (mNumber == 0 || pthread_equal(self, mThread) == 0) {
+            mThread = self;
+            mNumber = syscall(SYS_gettid);
+        }
+        return mNumber;
     }
-    return text + '"';
-}
 
-/// The process's file; null, if there is none to be had.
-std::shared_ptr<RecordingFile> processFile(ISelector const& selector) {
-    static std::mutex mutex;
-    static std::shared_ptr<RecordingFile> file;
-    static bool isTried = false;
-    std::lock_guard<std::mutex> const lock(mutex);
-    if (isTried) {
-        return file;
+  private:
+    pthread_t mThread{};
+    int64_t mNumber = 0;
+};
+
+/// The host's end of a selector's recording.
+class Recorded {
+  public:
+    /// Has the selector recorded from now on; null, if it cannot be.
+    static std::unique_ptr<Recorded> begin(ISelector const& selector) noexcept {
+        try {
+            Writer* const writer = Writer::ofProcess();
+            return std::unique_ptr<Recorded>(writer != nullptr ? new Recorded(*writer, selector) : nullptr);
+        } catch (...) {
+            logError("recording: no memory for it");
+            return nullptr;
+        }
     }
-    isTried = true;
-    constexpr int64_t kMegabyte = 1000000;
-    int64_t const most = Utils::Properties::property_get_int64("vendor.debug.camera.zsl.record.mb", 64);
-#ifdef __ANDROID__
-    char const* const defaultFolder = "/data/vendor/camera";
-#else
-    char const* const defaultFolder = ".";
-#endif
-    char const* const folder = std::getenv("ZSL_RECORD_DIR");
-    file = RecordingFile::open(folder != nullptr && *folder != '\0' ? folder : defaultFolder,
-                               static_cast<uint64_t>(most > 0 && most < 1000000 ? most : 64) * kMegabyte);
-    if (file != nullptr) {
-        auto const epochMs = std::chrono::duration_cast<std::chrono::milliseconds>(
-                                 std::chrono::system_clock::now().time_since_epoch())
-                                 .count();
-        file->properties() = propertiesText();
-        file->write("{\"format\":\"zsl-recording\",\"version\":1,\"plugin\":" + quoted(selector.getName()) +
-                    ",\"process\":" + std::to_string(getpid()) + ",\"startedAtMs\":" + std::to_string(epochMs) +
-                    ",\"ns\":" + std::to_string(monotonicNs()) + ",\"properties\":" + file->properties() + "}");
+
+    ~Recorded() {
+        if (!mWriter.isOfThisProcess()) {
+            return;  // the recording is the parent's
+        }
+        mGone->words()[0] = static_cast<int64_t>(mLost);
+        mGone->words()[1] = monotonicNs();
+        mWriter.queue().push(mGone);
     }
-    return file;
-}
+    Recorded(Recorded const&) = delete;
+    Recorded& operator=(Recorded const&) = delete;
+
+    bool isWanted() const noexcept { return mWriter.isOfThisProcess() && !mRecording.isOver(); }
+
+    /// Takes a call down. Whatever goes wrong costs a record, and nothing else; a call that is lost is counted.
+    void take(ISelector::SelectInputParams const& in, ISelector::SelectOutputParams const& out, CallFacts facts,
+              bool isWhole) noexcept {
+        std::lock_guard<std::mutex> const lock(mMutex);  // a host's calls must not overlap, but they may
+        facts.number = ++mCalls;
+        if (isWhole && !mWriter.queue().isFull()) {
+            try {
+                if (mRecording.takeWishForBase()) {
+                    mCapture.forget();
+                }
+                facts.thread = mThread.ofCaller();
+                facts.lost = mLost;
+                facts.after = readProperties();
+                facts.runtimeSwitch = RealPlugin::runtimeSwitch();
+                facts.others = RealPlugin::calledSelectors() - 1;
+                if (mWriter.queue().put(mRecording, RecordKind::Call, mCapture.take(in, out, facts))) {
+                    mLost = 0;
+                    return;
+                }
+            } catch (...) {  // no memory, which is why nothing is allocated here
+            }
+        }
+        ++mLost;
+        mCapture.forget();
+    }
+
+  private:
+    Recorded(Writer& writer, ISelector const& selector)
+        : Recorded(writer, std::unique_ptr<Recording>(
+                               new Recording({writer.nextSelector(), monotonicNs(), selector.getName()},
+                                             writer.folder(), writer.mostBytesAFile()))) {}
+
+    Recorded(Writer& writer, std::unique_ptr<Recording> recording) : mWriter(writer), mRecording(*recording) {
+        PropertyValues const properties = readProperties();
+        int64_t const end[2] = {};
+        Record* const made = RecordQueue::make(mRecording, RecordKind::Made, properties.data(), properties.size());
+        mGone = RecordQueue::make(mRecording, RecordKind::Gone, end, 2);
+        if (made == nullptr || mGone == nullptr) {
+            RecordQueue::discard(made);
+            RecordQueue::discard(mGone);
+            throw std::bad_alloc();
+        }
+        writer.queue().push(made);
+        static_cast<void>(recording.release());  // the writer's
+    }
+
+    Writer& mWriter;
+    Recording& mRecording;
+    Record* mGone = nullptr;  // made in time: that it is gone can always be told
+    std::mutex mMutex;
+    Capture mCapture;
+    ThreadNumber mThread;
+    uint64_t mCalls = 0;
+    uint64_t mLost = 0;  // calls since the last one that was taken down
+};
 
 class Recorder : public ISelector {
   public:
     explicit Recorder(std::shared_ptr<ISelector> inner) : mInner(std::move(inner)) {
-        if (Utils::Properties::property_get_bool("vendor.debug.camera.zsl.record", 0) == 0) {
-            return;
+        if (Utils::Properties::property_get_bool("vendor.debug.camera.zsl.record", 0) != 0) {
+            mRecorded = Recorded::begin(*mInner);
         }
-        guarded([&] {
-            mFile = processFile(*mInner);
-            if (mFile != nullptr) {
-                std::lock_guard<std::mutex> const lock(mFile->mutex());
-                mNumber = mFile->nextSelector();
-                mFile->write("{\"made\":" + std::to_string(mNumber) + ",\"ns\":" + std::to_string(monotonicNs()) +
-                             "}");
-            }
-        });
     }
 
     ~Recorder() override {
-        if (mFile != nullptr) {
-            guarded([&] {
-                std::lock_guard<std::mutex> const lock(mFile->mutex());
-                mFile->write("{\"gone\":" + std::to_string(mNumber) + ",\"ns\":" + std::to_string(monotonicNs()) +
-                             "}");
-            });
-        }
+        mRecorded.reset();
+        mInner.reset();
+        theSelectors.fetch_sub(1);  // made by the factory, which counts it
     }
 
     Recorder(Recorder const&) = delete;
@@ -158,63 +143,54 @@ class Recorder : public ISelector {
     char const* getName() const override { return mInner->getName(); }
 
     SelectOutputParams select(SelectInputParams const& in) override {
-        if (mFile == nullptr) {
-            return mInner->select(in);
+        if (!mHasCalled.load(std::memory_order_relaxed) && !mHasCalled.exchange(true)) {
+            RealPlugin::FirstCall first;
+            return answer(in, &first);
         }
-        return selectRecorded(in);
+        return mRecorded == nullptr ? mInner->select(in) : answer(in, nullptr);
     }
 
   private:
-    SelectOutputParams selectRecorded(SelectInputParams const& in) {
-        guarded([&] { tellProperties(); });
-        int64_t const begin = monotonicNs();
+    SelectOutputParams answer(SelectInputParams const& in, RealPlugin::FirstCall* first) {
+        bool const isRecorded = mRecorded != nullptr && mRecorded->isWanted();
+        CallFacts facts;
+        bool const isWhole = isRecorded && guarded([&] { facts.before = readProperties(); });
+        facts.ns = monotonicNs();
         SelectOutputParams out = mInner->select(in);
-        int64_t const took = monotonicNs() - begin;
-        guarded([&] {
-            std::lock_guard<std::mutex> const lock(mFile->mutex());
-            if (!mFile->isOpen()) {
-                return;
-            }
-            std::string line = "{\"call\":" + std::to_string(mFile->nextCall()) +
-                               ",\"selector\":" + std::to_string(mNumber) + ",\"ns\":" + std::to_string(begin) +
-                               ",\"tookNs\":" + std::to_string(took) + ",";
-            mText.append(line, in, out);
-            line += '}';
-            mFile->write(std::move(line));
-        });
+        facts.tookNs = monotonicNs() - facts.ns;
+        if (first != nullptr) {
+            guarded([&] { first->hasAnswered(); });
+        }
+        if (isRecorded) {
+            mRecorded->take(in, out, facts, isWhole);
+        }
         return out;
     }
 
-    /// The selector reads its properties again at each call.
-    void tellProperties() {
-        std::lock_guard<std::mutex> const lock(mFile->mutex());
-        if (!mFile->isOpen()) {
-            return;
-        }
-        std::string const properties = propertiesText();
-        if (properties != mFile->properties()) {
-            mFile->properties() = properties;
-            mFile->write("{\"properties\":" + properties + "}");
-        }
-    }
-
-    /// Nothing that goes wrong with the recording may reach the host.
+    /// Nothing that goes wrong here may reach the host.
     template <typename Work>
-    void guarded(Work work) noexcept {
+    static bool guarded(Work work) noexcept {
         try {
             work();
+            return true;
         } catch (...) {
-            if (mFile != nullptr) {
-                mFile->fail("out of memory");
-            }
+            return false;
         }
     }
 
     std::shared_ptr<ISelector> mInner;
-    std::shared_ptr<RecordingFile> mFile;
-    uint64_t mNumber = 0;
-    CallText mText;
+    std::unique_ptr<Recorded> mRecorded;
+    std::atomic<bool> mHasCalled{false};
 };
+
+/// Runs when the library is unloaded; at the end of the process, behind the destructors of its statics.
+__attribute__((destructor)) void unload() {
+    bool const isInUse = theSelectors.load() > 0;
+    Writer::endOfProcess(isInUse);
+    if (!isInUse) {
+        RealPlugin::close();
+    }
+}
 
 }  // namespace
 
@@ -222,13 +198,14 @@ class Recorder : public ISelector {
 
 extern "C" void createCustomSelector(std::shared_ptr<NSCam::ZslPolicy::ISelector>& selector) {
     using namespace NSCam::Recorder;
-    static Create const create = loadSelector();
-    if (create == nullptr) {
+    std::shared_ptr<ISelector> const inner = RealPlugin::makeSelector();
+    if (inner == nullptr) {
         return;
     }
-    std::shared_ptr<ISelector> inner;
-    create(inner);
-    if (inner != nullptr) {
-        selector = std::make_shared<Recorder>(std::move(inner));
+    theSelectors.fetch_add(1);
+    try {
+        selector = std::make_shared<Recorder>(inner);
+    } catch (...) {
+        selector = inner;  // no memory for the recorder, but there is a selector
     }
 }

@@ -1,58 +1,40 @@
-// The file of a process's recording.
+// One file of a recording.
 #pragma once
 
 #include <cstdint>
-#include <memory>
-#include <mutex>
+#include <optional>
 #include <string>
 
 namespace NSCam::Recorder {
 
-/// Takes lines from any thread; each goes out whole. What cannot be written costs one line in the log, and the rest
-/// of the recording.
+/// Takes text that consists of whole lines. Has one owner, and is used by one thread.
 class RecordingFile {
   public:
-    /// Opens a file of a new name in `folder`; null, with a line in the log, if that fails.
-    static std::shared_ptr<RecordingFile> open(std::string const& folder, uint64_t mostBytes);
+    /// Makes a file of a new name, zsl-PROCESS-TIME-N.ndjson, for selector N; nothing, with errno, if that fails.
+    static std::optional<RecordingFile> make(std::string const& folder, uint64_t selector);
 
     ~RecordingFile();
-    RecordingFile(RecordingFile const&) = delete;
-    RecordingFile& operator=(RecordingFile const&) = delete;
+    RecordingFile(RecordingFile&& other) noexcept;
+    RecordingFile& operator=(RecordingFile&& other) noexcept;
 
-    /// Held while a call is put into words and written, so that the lines of several selectors do not mix.
-    std::mutex& mutex() { return mMutex; }
+    std::string const& name() const { return mName; }
+    uint64_t bytes() const { return mBytes; }
 
-    bool isOpen() const { return mDescriptor >= 0; }
+    /// Whether it is still as it was written: nobody has deleted it or changed its size.
+    bool isUntouched() const;
 
-    /// Writes a line, without its end, while the mutex is held.
-    void write(std::string line);
-
-    /// Ends the recording for this reason, which the log tells.
-    void fail(std::string const& reason);
-
-    /// Running numbers, while the mutex is held.
-    uint64_t nextCall() { return ++mCalls; }
-    uint64_t nextSelector() { return ++mSelectors; }
-
-    /// The properties that were told last, as the recording writes them.
-    std::string& properties() { return mProperties; }
+    /// Writes the text. False, with errno: the file has the whole lines that there was room for, and is gone if
+    /// that is none.
+    bool write(std::string const& text);
 
   private:
-    RecordingFile(int descriptor, std::string path, uint64_t mostBytes);
-    bool writeBytes(std::string const& bytes);
-    void close();
+    RecordingFile(std::string const& folder, std::string name);
+    void keepLines(size_t bytes);
 
-    int mDescriptor;
+    int mDescriptor = -1;
     std::string mPath;
-    uint64_t mMostBytes;
+    std::string mName;
     uint64_t mBytes = 0;
-    uint64_t mCalls = 0;
-    uint64_t mSelectors = 0;
-    std::string mProperties;
-    std::mutex mMutex;
 };
-
-/// Writes an ERROR line to the log.
-void logError(std::string const& text);
 
 }  // namespace NSCam::Recorder
