@@ -79,20 +79,33 @@ class Verification {
             } else {
                 mSelectors.erase(selector->number);
             }
+        } else if (auto const* const gap = std::get_if<RecordedGap>(&event)) {
+            if (mGap.empty()) {
+                mGap = "from call " + std::to_string(gap->call) + " on: " + gap->reason;
+            }
         } else {
             compare(std::get<RecordedCall>(event));
         }
     }
 
     Json result() const {
-        return {
-            {"calls", mCalls}, {"selectors", mSelectorCount}, {"differing", mDiffering}, {"differences", mTexts}};
+        return {{"calls", mCalls},       {"selectors", mSelectorCount}, {"differing", mDiffering},
+                {"differences", mTexts}, {"unsure", mUnsure},           {"why", mWhy}};
     }
 
   private:
     void compare(RecordedCall const& call) {
         ++mCalls;
         auto const out = mSelectors.at(call.selector)->select(call.input.in);
+        if (!mGap.empty() || call.isOfSharedState) {
+            ++mUnsure;
+            if (mWhy.empty()) {
+                mWhy = !mGap.empty() ? mGap
+                                     : "of hint 4, from call " + std::to_string(call.number) +
+                                           " on: other selectors of the process share its phase";
+            }
+            return;
+        }
         if (areEqual(out, call.out)) {
             return;
         }
@@ -109,40 +122,47 @@ class Verification {
     size_t mCalls = 0;
     size_t mSelectorCount = 0;
     size_t mDiffering = 0;
+    size_t mUnsure = 0;  // calls whose answer depends on what is not recorded
+    std::string mGap;    // since when the selector's state is not known, and why
+    std::string mWhy;    // of the first of mUnsure
     std::vector<std::string> mTexts;
 };
 
-/// In a process of its own: what came of a recording, or {"error"}, with "fatal" when no other will fare better.
-std::string verifyFile(std::string const& path, std::string const& pluginPath) {
+/// In a process of its own: what came of the files of a recording, or {"error"}, with "fatal" when no other will
+/// fare better.
+std::string verifyFiles(std::vector<std::string> const& paths, std::string const& pluginPath) {
     try {
-        errno = 0;
-        std::ifstream file(path, std::ios::binary);
-        if (!file || file.peek() == std::ifstream::traits_type::eof()) {
-            throw InputError(path + ": " + (errno != 0 ? std::strerror(errno) : "empty; expected a recording"));
-        }
         NSCam::Utils::Log::setSink([](int, char const*, std::string const&) {});
         NSCam::Utils::Properties::clear();
         NSCam::Utils::Properties::set("log.tag.SampleSelector", "S");
         Plugin const plugin(pluginPath);
-        RecordingReader reader(file, path);
-        Json result;
-        {
-            Verification verification(plugin);
+        Verification verification(plugin);
+        std::vector<std::string> notes;
+        std::optional<RecordingPart> before;
+        for (std::string const& path : paths) {
+            errno = 0;
+            std::ifstream file(path, std::ios::binary);
+            if (!file || file.peek() == std::ifstream::traits_type::eof()) {
+                throw InputError(path + ": " + (errno != 0 ? std::strerror(errno) : "empty; expected a recording"));
+            }
+            RecordingReader reader(file, path, before);
             while (auto const event = reader.next()) {
                 verification.take(*event);
             }
-            result = verification.result();
+            before = reader.part();
+            notes.insert(notes.end(), reader.notes().begin(), reader.notes().end());
         }
-        result["notes"] = reader.notes();
+        Json result = verification.result();
+        result["notes"] = notes;
         return result.dump(-1, ' ', false, Json::error_handler_t::replace);
     } catch (PluginError const& error) {
         return Json{{"error", error.what()}, {"fatal", true}}.dump(-1, ' ', false, Json::error_handler_t::replace);
     } catch (InputError const& error) {
         return Json{{"error", error.what()}, {"fatal", false}}.dump(-1, ' ', false, Json::error_handler_t::replace);
     } catch (BrokenPlugin const& error) {
-        return Json{{"error", path + ": " + error.what()}, {"fatal", false}}.dump();
+        return Json{{"error", paths.front() + ": " + error.what()}, {"fatal", false}}.dump();
     } catch (...) {
-        return Json{{"error", path + ": the plug-in threw an exception"}, {"fatal", false}}.dump();
+        return Json{{"error", paths.front() + ": the plug-in threw an exception"}, {"fatal", false}}.dump();
     }
 }
 
@@ -167,12 +187,19 @@ void tell(std::string const& path, bool isAlone, Json const& result, Sums& sums)
     std::cout << (isAlone ? "" : path + ": ") << result.at("calls") << " calls of " << result.at("selectors")
               << " selectors: ";
     size_t const differing = result.at("differing");
+    size_t const unsure = result.at("unsure");
+    std::string const others = unsure == 0 ? ""
+                                           : "; " + std::to_string(unsure) + " cannot be vouched for (" +
+                                                 result.at("why").get<std::string>() + ")";
     if (differing == 0) {
-        std::cout << "all answers as recorded" << std::endl;
+        std::cout << (unsure == 0                    ? "all"
+                      : unsure == result.at("calls") ? "no"
+                                                     : "the other")
+                  << " answers as recorded" << others << std::endl;
         return;
     }
     ++sums.differing;
-    std::cout << differing << " answers differ\n";
+    std::cout << differing << " answers differ" << others << '\n';
     for (auto const& text : result.at("differences")) {
         std::cout << "  " << text.get<std::string>() << '\n';
     }
@@ -183,26 +210,27 @@ void tell(std::string const& path, bool isAlone, Json const& result, Sums& sums)
 }
 
 int verify(Arguments const& arguments) {
-    auto const files = filesOf(arguments.inputs);
+    auto const recordings = seriesOf(filesOf(arguments.inputs));
     Sums sums;
     Progress progress;
     size_t done = 0;
     Workers workers(arguments.jobs, [&](size_t task, std::string const& answer, std::string const& failure) {
         progress.clear();
-        tell(files[task], files.size() == 1,
+        std::string const& name = recordings[task].front();
+        tell(name, recordings.size() == 1,
              failure.empty() ? Json::parse(answer)
-                             : Json{{"error", files[task] + ": the plug-in broke: " + failure}, {"fatal", false}},
+                             : Json{{"error", name + ": the plug-in broke: " + failure}, {"fatal", false}},
              sums);
         ++done;
-        progress.show(std::to_string(done) + " of " + std::to_string(files.size()) + " recordings verified");
+        progress.show(std::to_string(done) + " of " + std::to_string(recordings.size()) + " recordings verified");
     });
-    for (size_t index = 0; index < files.size() && !sums.isFatal; ++index) {
-        workers.start(index, [&] { return verifyFile(files[index], arguments.plugin); });
+    for (size_t index = 0; index < recordings.size() && !sums.isFatal; ++index) {
+        workers.start(index, [&] { return verifyFiles(recordings[index], arguments.plugin); });
     }
     workers.finish();
     progress.clear();
-    if (files.size() > 1 && !sums.isFatal) {
-        std::cout << files.size() << " recordings: " << files.size() - sums.differing - sums.failed
+    if (recordings.size() > 1 && !sums.isFatal) {
+        std::cout << recordings.size() << " recordings: " << recordings.size() - sums.differing - sums.failed
                   << " as recorded, " << sums.differing << " differ, " << sums.failed << " failed\n";
     }
     return sums.differing > 0 ? kExitDiffers : sums.failed > 0 ? kExitFailed : 0;

@@ -4,6 +4,7 @@ namespace Replay {
 
 namespace {
 
+constexpr char const* kSwitchProperty = "vendor.debug.camera.zsl.runtime.adb";
 constexpr char const* kHead = "{\"format\":\"zsl-recording\"";
 
 StreamSets readStreams(Node const& node) {
@@ -108,58 +109,179 @@ std::optional<nlohmann::json> RecordingReader::nextLine() {
 }
 
 RecordedProperties RecordingReader::readHeader(Node const& line) {
-    line.object({"format", "version", "plugin", "process", "startedAtMs", "ns", "properties"});
     if (line.at("format").text() != "zsl-recording") {
         line.at("format").fail("this is no recording");
     }
-    if (line.at("version").integer<int64_t>() != 1) {
-        line.at("version").fail("this program reads version 1");
+    mPart.version = line.at("version").integer<int64_t>();
+    if (mPart.version == 2) {
+        return readPartHeader(line);
     }
+    if (mPart.version != 1) {
+        line.at("version").fail("this program reads versions 1 and 2");
+    }
+    line.object({"format", "version", "plugin", "process", "startedAtMs", "ns", "properties"});
     return readProperties(line.at("properties"));
 }
 
-std::optional<RecordedEvent> RecordingReader::next() {
-    auto const json = nextLine();
-    if (!json) {
-        if (mLine == 0) {
-            throw InputError(mFile + ": empty; expected a recording");
-        }
-        return std::nullopt;
-    }
-    Node const line(*json, mFile + ": line " + std::to_string(mLine), "");
-    if (mHasEnded) {
-        line.fail("there is a line behind the last");
-    }
-    if (mLine == 1) {
-        return readHeader(line);
-    }
-    if (line.has("call")) {
-        return readCall(line);
-    }
-    if (line.has("properties")) {
-        line.object({"properties"});
-        return readProperties(line.at("properties"));
-    }
-    if (line.has("made") || line.has("gone")) {
-        char const* const kind = line.has("made") ? "made" : "gone";
-        line.object({kind, "ns"});
-        auto const number = static_cast<uint64_t>(line.at(kind).integer(1, kMaxI64));
-        bool const isMade = line.has("made");
-        if (isMade == (mKnown.count(number) != 0)) {
-            line.at(kind).fail(isMade ? "this selector was made before" : "there is no such selector");
-        }
-        if (isMade) {
-            mKnown[number];
+RecordedProperties RecordingReader::readPartHeader(Node const& line) {
+    line.object({"format", "version", "plugin", "process", "selector", "madeNs", "part", "startedAtMs", "ns",
+                 "properties"});
+    mSelector = static_cast<uint64_t>(line.at("selector").integer(1, kMaxI64));
+    mPart.selector = std::to_string(line.at("process").integer<int64_t>()) + "/" + std::to_string(mSelector) + "/" +
+                     std::to_string(line.at("madeNs").integer<int64_t>());
+    mPart.number = static_cast<uint64_t>(line.at("part").integer(1, kMaxI64));
+    mProperties = readProperties(line.at("properties"));
+    if (mPart.number > 1) {
+        mKnown[mSelector];
+        if (mBefore) {
+            mPart.lastCall = mBefore->lastCall;
         } else {
-            mKnown.erase(number);
+            mEvents.push_back(RecordedSelector{mSelector, true, line.at("madeNs").integer<int64_t>()});
         }
-        return RecordedSelector{number, isMade, line.at("ns").integer<int64_t>()};
     }
+    return mProperties;
+}
+
+std::optional<RecordedEvent> RecordingReader::next() {
+    while (mEvents.empty()) {
+        auto event = nextOfFile();
+        if (event || mEvents.empty()) {
+            return event;
+        }
+    }
+    RecordedEvent event = std::move(mEvents.front());
+    mEvents.pop_front();
+    return event;
+}
+
+/// Reads a line: its event, or those put into mEvents; nothing and none at the end.
+std::optional<RecordedEvent> RecordingReader::nextOfFile() {
+    while (mEvents.empty()) {
+        auto const json = nextLine();
+        if (!json) {
+            return endOfFile();
+        }
+        Node const line(*json, mFile + ": line " + std::to_string(mLine), "");
+        if (mHasEnded) {
+            line.fail("there is a line behind the last");
+        }
+        if (mLine == 1) {
+            return readHeader(line);
+        }
+        if (line.has("call")) {
+            readCall(line);
+        } else if (line.has("lost")) {
+            readLost(line);
+        } else if (line.has("properties") && mPart.version == 1) {
+            line.object({"properties"});
+            return readProperties(line.at("properties"));
+        } else if (line.has("made") || line.has("gone")) {
+            readSelector(line);
+        } else {
+            readEnd(line);
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<RecordedEvent> RecordingReader::endOfFile() {
+    if (mLine == 0) {
+        throw InputError(mFile + ": empty; expected a recording");
+    }
+    if (mPart.version == 2 && !mHasEnded) {
+        mHasEnded = true;
+        mNotes.push_back(mFile + ": the recording ends before its selector is gone");
+    }
+    return std::nullopt;
+}
+
+void RecordingReader::readSelector(Node const& line) {
+    bool const isMade = line.has("made");
+    char const* const kind = isMade ? "made" : "gone";
+    line.object({kind, "ns"});
+    auto const number = static_cast<uint64_t>(line.at(kind).integer(1, kMaxI64));
+    if (isMade == (mKnown.count(number) != 0) || (mPart.version == 2 && number != mSelector)) {
+        line.at(kind).fail(isMade ? "this selector was made before" : "there is no such selector");
+    }
+    if (isMade) {
+        mKnown[number];
+    } else {
+        mKnown.erase(number);
+        mHasEnded = mPart.version == 2;
+    }
+    mEvents.push_back(RecordedSelector{number, isMade, line.at("ns").integer<int64_t>()});
+}
+
+void RecordingReader::readEnd(Node const& line) {
     line.object({"ended", "mostBytes"});
-    line.at("ended");
     mHasEnded = true;
-    mNotes.push_back(mFile + ": the recording ended at its greatest size, line " + std::to_string(mLine));
-    return next();
+    mPart.isContinued = line.at("ended").text() == "continued";
+    if (!mPart.isContinued) {
+        mNotes.push_back(mFile + ": the recording ended at its greatest size, line " + std::to_string(mLine));
+    }
+}
+
+void RecordingReader::readLost(Node const& line) {
+    auto const count = static_cast<uint64_t>(line.object({"lost"}).at("lost").integer(1, kMaxI64 / 2));
+    mPart.lastCall += count;
+    addGap(std::to_string(count) + " calls before it are not recorded");
+}
+
+void RecordingReader::addGap(std::string reason) {
+    mEvents.push_back(RecordedGap{mSelector, mPart.lastCall + 1, std::move(reason)});
+}
+
+/// Every call has the number behind that of the one before.
+void RecordingReader::checkNumber(Node const& number) {
+    auto const found = static_cast<uint64_t>(number.integer(1, kMaxI64));
+    if (!mHasCall && mPart.number > 1 && (!mBefore || found != mPart.lastCall + 1)) {
+        mPart.lastCall = found - 1;
+        addGap(mBefore ? "calls before it are not in the files" : "the files before are not there");
+    }
+    if (found != mPart.lastCall + 1) {
+        number.fail("expected call " + std::to_string(mPart.lastCall + 1) +
+                    ": a line is missing, doubled or not in its place");
+    }
+    mPart.lastCall = found;
+    mHasCall = true;
+}
+
+/// The properties as the plug-in sees them.
+RecordedProperties RecordingReader::properties() const {
+    RecordedProperties properties = mProperties;
+    if (mSwitch && *mSwitch >= 0) {
+        properties[kSwitchProperty] = std::to_string(*mSwitch);
+    }
+    return properties;
+}
+
+/// What version 2 tells of a call besides.
+void RecordingReader::readFacts(Node const& line, RecordedCall& call) {
+    call.selector = mSelector;
+    call.thread = line.at("thread").integer<int64_t>();
+    mOthers = line.has("others") ? line.at("others").integer(0, kMaxI64) : mOthers;
+    if (line.has("properties")) {
+        mProperties = readProperties(line.at("properties"));
+    }
+    if (line.has("runtimeSwitch")) {
+        bool const wasKnown = mSwitch.value_or(0) >= 0;
+        mSwitch = line.at("runtimeSwitch").integer(-1, 1);
+        if (*mSwitch < 0 && wasKnown) {
+            mEvents.push_back(
+                RecordedGap{mSelector, call.number,
+                            "what the plug-in has read of " + std::string(kSwitchProperty) + " is unknown"});
+        }
+    }
+    if (line.has("properties") || line.has("runtimeSwitch")) {
+        mEvents.push_back(properties());
+    }
+    if (line.has("changedTo")) {
+        mEvents.push_back(RecordedGap{mSelector, call.number, "a property changed during it"});
+        mProperties = readProperties(line.at("changedTo"));
+    }
+    auto const hint = mProperties.find("vendor.debug.camera.zsl.force.hint");
+    call.isOfSharedState =
+        mOthers > 0 && mSwitch.value_or(1) != 0 && hint != mProperties.end() && hint->second == "4";
 }
 
 std::shared_ptr<Metadata const> RecordingReader::metaOf(Node const& number, Metas const& tags) {
@@ -262,21 +384,34 @@ void RecordingReader::readInput(Node const& node, Known& known, RecordedInput& i
     }
 }
 
-RecordedCall RecordingReader::readCall(Node const& line) {
-    line.object({"call", "selector", "ns", "tookNs", "tags", "new", "in", "out"});
+void RecordingReader::readCall(Node const& line) {
     RecordedCall call;
-    call.number = static_cast<uint64_t>(line.at("call").integer(1, kMaxI64));
-    call.selector = static_cast<uint64_t>(line.at("selector").integer(1, kMaxI64));
+    if (mPart.version == 1) {
+        line.object({"call", "selector", "ns", "tookNs", "tags", "new", "in", "out"});
+        call.selector = static_cast<uint64_t>(line.at("selector").integer(1, kMaxI64));
+    } else {
+        line.object({"call", "ns", "tookNs", "thread", "properties", "changedTo", "runtimeSwitch", "others", "tags",
+                     "new", "in", "out"});
+    }
+    checkNumber(line.at("call"));
+    call.number = mPart.lastCall;
     call.ns = line.at("ns").integer<int64_t>();
     call.tookNs = line.at("tookNs").integer<int64_t>();
+    if (mPart.version == 2) {
+        readFacts(line, call);
+    }
     auto const known = mKnown.find(call.selector);
     if (known == mKnown.end()) {
-        line.at("selector").fail("there is no such selector");
+        (mPart.version == 1 ? line.at("selector") : line.at("call")).fail("there is no such selector");
     }
     readNew(line, known->second);
     readInput(line.at("in"), known->second, call.input);
     call.out = readOutput(line.at("out"));
-    return call;
+    bool const hasChange = line.has("changedTo");
+    mEvents.push_back(std::move(call));
+    if (hasChange) {
+        mEvents.push_back(properties());
+    }
 }
 
 }  // namespace Replay

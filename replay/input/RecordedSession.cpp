@@ -295,7 +295,7 @@ void checkTimes(RecordedCall const& call, std::string const& file) {
 
 using PropertyList = std::vector<std::pair<std::string, std::string>>;
 
-/// The properties that were set when the recording began.
+/// The properties that were set at the first call.
 PropertyList setOf(RecordedProperties const& told) {
     PropertyList properties;
     std::copy_if(told.begin(), told.end(), std::back_inserter(properties),
@@ -312,7 +312,7 @@ std::optional<SessionSet> sessionsOf(std::string const& text, std::string const&
     std::optional<PropertyList> properties;
     while (auto const event = reader.next()) {
         if (auto const* const told = std::get_if<RecordedProperties>(&*event)) {
-            properties = properties ? properties : setOf(*told);
+            properties = properties && !selectors.empty() ? properties : setOf(*told);
         } else if (auto const* const call = std::get_if<RecordedCall>(&*event)) {
             checkTimes(*call, file);
             selectors[isShared ? 0 : call->selector].take(*call);
