@@ -25,12 +25,10 @@ struct CallFacts {
 };
 
 /// The bits of a call's first number: what stands in it.
-enum CallBits : int64_t {
-    kIsBase = 1,         ///< it refers to no earlier call
-    kHasProperties = 2,  ///< they are others than those of the call before
-    kHasChange = 4,      ///< they changed during the call
-    kHasProcess = 8,     ///< runtimeSwitch and others
-};
+constexpr int64_t kIsBase = 1;         ///< it refers to no earlier call
+constexpr int64_t kHasProperties = 2;  ///< they are others than those of the call before
+constexpr int64_t kHasChange = 4;      ///< they changed during the call
+constexpr int64_t kHasProcess = 8;     ///< runtimeSwitch and others
 
 /// Keeps what the last call of one selector told, to tell of the next one only what is new. In a steady state it
 /// allocates nothing.

@@ -147,11 +147,15 @@ void Recording::flush() noexcept {
     if (isOver() || mText.empty()) {
         return;
     }
-    try {
-        write();
-    } catch (...) {
-        lose();
+    constexpr int kAttempts = 2;  // memory that was short may be there again
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        try {
+            write();
+            return;
+        } catch (...) {
+        }
     }
+    lose();
 }
 
 void Recording::write() {
@@ -179,6 +183,7 @@ void Recording::write() {
     }
     if (!mFile->write(mText)) {
         int const error = errno;
+        mIsOver.store(true, std::memory_order_relaxed);  // if there is no memory for words, either
         end(mFile->name() + " ends", error);
         return;
     }

@@ -125,8 +125,8 @@ void Writer::run() noexcept {
     pthread_setname_np(pthread_self(), "zsl-recorder");
     while (!mIsEnding.load()) {
         mQueue.wait();
-        if (!mIsEnding.load()) {
-            std::this_thread::sleep_for(kRound);
+        for (int slice = 0; slice < 4 && !mIsEnding.load(); ++slice) {
+            std::this_thread::sleep_for(kRound / 4);
         }
         writeRound();
     }

@@ -4,8 +4,12 @@
 
 #include <cstddef>
 
-/// Calls of operator new since the program began.
+/// Calls of operator new by this thread since it began.
 size_t heapAllocations();
 
-/// Lets the allocation after `count` more fail, once, with std::bad_alloc.
-void failAllocationAfter(size_t count);
+/// Lets the allocation of this thread after `count` more fail with std::bad_alloc, and those behind it, so many in all.
+void failAllocationAfter(size_t count, size_t inARow = 1);
+/// Likewise for the allocations of all other threads.
+void failAllocationOfOthersAfter(size_t count);
+/// Whether one has failed since failure was asked for.
+bool hasAllocationFailed();
