@@ -148,16 +148,21 @@ TEST_F(InTrouble, ShortOfMemory) {
 
 TEST_F(InTrouble, ShortOfMemoryForTheWriter) {
     size_t count = 0;
+    size_t told = 0;
     do {
         mRecorder.emplace(RECORDER);
         failAllocationOfOthersAfter(count++);
-        EXPECT_EQ(live(few).size(), few.size());
+        live(few);
         mRecorder.reset();
         hasFailed = hasAllocationFailed();
         failAllocationOfOthersAfter(kNever * 2);
+        told += expectWhole(few.size());
+        std::filesystem::remove_all(mFolder);
+        std::filesystem::create_directory(mFolder);
     } while (hasFailed);
-    EXPECT_GT(count, 20U);
-    EXPECT_GT(expectWhole(few.size()), count);
+    EXPECT_GT(count, 50U);
+    EXPECT_GT(told, count / 2);  // a lost base takes with it what was queued behind it
+    RecordProperty("failures", static_cast<int>(count));
 }
 
 TEST_F(InTrouble, ADiskThatFails) {

@@ -88,7 +88,7 @@ for edit in 7d 7p '7{h;d};8G' '7{p;p}'; do
 done
 sed '10i{"lost":2}' "$good" | sed '11,$s/"call":\([0-9]*\)/"call":1\1/; 11s/"call":18/"call":10/; 12,$d' >"$work/lost"
 check lost 0 '8 calls .* the other answers as recorded; 1 cannot be vouched for .from call 10 on: 2 calls before it are not' verify "$work/lost"
-check lostStill 4 '8 calls .*: 7 answers differ; 1 cannot be' verify --plugin "$broken" "$work/lost"
+BROKEN=frame check lostStill 4 '8 calls .*: 7 answers differ; 1 cannot be' verify --plugin "$broken" "$work/lost"
 sed '3s/"runtimeSwitch":1/"runtimeSwitch":-1/' "$good" >"$work/switch"
 check switch 0 'no answers as recorded; 15 cannot be vouched for .from call 1 on: what the plug-in has read of' verify "$work/switch"
 sed '3s/"thread":/"changedTo":{},&/' "$good" >"$work/change"
@@ -130,8 +130,8 @@ sed 's/"elapsedMs":[0-9]*/"elapsedMs":9223372036854775807/' "$good" >"$work/far"
 check far 2 'far: call 1: elapsedMs 9223372036854775807 is too far away to be played' "$work/far"
 check farStill 4 '^15 calls of 1 selectors: 12 answers differ' verify "$work/far"
 
-run generate --seconds 150 --captures 300 >"$work/long.json"
-record --setprop vendor.debug.camera.zsl.record.mb=1 --setprop vendor.debug.camera.zsl.record.kb=500 "$work/long.json"
+run generate --seconds 300 --captures 600 >"$work/long.json"
+record --setprop vendor.debug.camera.zsl.record.mb=1 --setprop vendor.debug.camera.zsl.record.kb=4096 "$work/long.json"
 [ "$(ls "$work"/zsl-*.ndjson | wc -l)" -gt 1 ] || fail "files of a long session"
 check continued 0 '^[0-9]* calls of 1 selectors: (all|the other) answers as recorded' verify "$work"/zsl-*.ndjson
 # Pushed under the plug-in's name, with the plug-in beside it; then without.

@@ -1,5 +1,4 @@
 // Which files are the recording of one selector.
-#include <algorithm>
 #include <fstream>
 
 #include "RecordedCalls.h"
@@ -22,27 +21,24 @@ RecordingPart partOf(std::string const& path) {
 }  // namespace
 
 std::vector<std::vector<std::string>> seriesOf(std::vector<std::string> const& files) {
-    struct File {
-        uint64_t number;
-        std::string path;
-    };
-    std::vector<std::vector<File>> series;
+    using Files = std::map<uint64_t, std::string>;  // by their places in the recording
+    std::vector<Files> series;
     std::map<std::string, size_t> places;  // by selector
     for (std::string const& path : files) {
         RecordingPart const part = partOf(path);
-        auto const [place, isNew] = places.try_emplace(part.selector.empty() ? path : part.selector, series.size());
-        if (isNew) {
-            series.emplace_back();
+        std::string const key = part.selector.empty() ? path : part.selector;
+        auto const place = places.find(key);
+        // A file that is there twice is another recording.
+        if (place == places.end() || !series[place->second].try_emplace(part.number, path).second) {
+            places[key] = series.size();
+            series.push_back({{part.number, path}});
         }
-        series[place->second].push_back({part.number, path});
     }
     std::vector<std::vector<std::string>> paths;
-    for (auto& parts : series) {
-        std::stable_sort(parts.begin(), parts.end(),
-                         [](File const& left, File const& right) { return left.number < right.number; });
+    for (Files const& parts : series) {
         paths.emplace_back();
-        for (File& part : parts) {
-            paths.back().push_back(std::move(part.path));
+        for (auto const& part : parts) {
+            paths.back().push_back(part.second);
         }
     }
     return paths;
