@@ -42,6 +42,8 @@ class Capture {
     void forget() noexcept;
 
   private:
+    static constexpr size_t kUsualWords = 2048;  // of thirty frames and more, so that the first call is quick, too
+
     struct Frame {
         uint32_t key;
         size_t number;
@@ -52,7 +54,7 @@ class Capture {
     /// The frames of a call by ascending key, and what tells each from others.
     struct Frames {
         std::vector<Frame> list;
-        Words content;
+        Words content{kUsualWords};
     };
     struct Told {
         Frames last;
@@ -65,7 +67,7 @@ class Capture {
     void putFrames(Map const& frames, Told& told);
     void putRuns(std::vector<Frame> const& frames);
 
-    Words mWords;
+    Words mWords{kUsualWords};
     Told mHistory;
     Told mInflight;
     bool mIsBase = true;

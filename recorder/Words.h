@@ -10,6 +10,9 @@ namespace NSCam::Recorder {
 /// Takes numbers. Only growing allocates.
 class Words {
   public:
+    /// With room for so many from the beginning.
+    explicit Words(size_t room = 0) : mWords(room) {}
+
     void clear() noexcept { mSize = 0; }
     size_t size() const { return mSize; }
     int64_t const* data() const { return mWords.data(); }

@@ -1,9 +1,8 @@
 #include "Writer.h"
 
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
-#include <sys/resource.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 #include <vzrcam/Properties.h>
 
@@ -120,8 +119,10 @@ void Writer::endOfProcess(bool isInUse) noexcept {
 }
 
 void Writer::run() noexcept {
-    constexpr int kLowPriority = 10;
-    setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), kLowPriority);
+    // Batch: waking up never takes the processor from a thread of the host. No lower priority: a thread that hardly
+    // runs would hold locks of the heap that the hosts' threads wait for.
+    sched_param const batch{};
+    pthread_setschedparam(pthread_self(), SCHED_BATCH, &batch);
     pthread_setname_np(pthread_self(), "zsl-recorder");
     while (!mIsEnding.load()) {
         mQueue.wait();

@@ -55,6 +55,7 @@ class Recording : public testing::Test {
         std::vector<RecordedCall const*> calls;
         size_t gaps = 0;
         uint64_t lastCall = 0;
+        uint64_t parts = 0;
     };
     static Told read(std::vector<std::string> const& files) {
         Told told;
@@ -67,6 +68,7 @@ class Recording : public testing::Test {
             }
             before = reader.part();
             told.lastCall = before->lastCall;
+            told.parts = before->number;
         }
         for (RecordedEvent const& event : told.events) {
             if (auto const* const call = std::get_if<RecordedCall>(&event)) {
