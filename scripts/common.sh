@@ -54,6 +54,7 @@ need_for() {
         /usr/include/nlohmann/json.hpp:nlohmann-json3-dev /usr/include/fmt/core.h:libfmt-dev
     case $1 in
         clang) need clang++:clang ;;
+        coverage) need clang++:clang llvm-cov:llvm /usr/lib/llvm-14/lib/clang/14.0.6/lib/linux:libclang-rt-14-dev ;;
         libcxx) need clang++:clang /usr/src/googletest:googletest /usr/lib/llvm-14/lib/libc++.so:libc++-14-dev \
             /usr/lib/llvm-14/lib/libc++abi.so:libc++abi-14-dev ;;
         liblog) need /usr/include/android/android/log.h:android-liblog-dev ;;
