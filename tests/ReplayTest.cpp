@@ -1,5 +1,6 @@
 // The replay tool's readers and its host.
 #include <filesystem>
+#include <nlohmann/json.hpp>
 
 #include "Desk.h"
 #include "Scene.h"
@@ -22,13 +23,19 @@ std::string readError(std::string const& text) {
     }
 }
 
-/// A session a line, and behind "=>" what the reader says of it.
+/// A line has a place in a session, what is put there, and behind "=>" what the reader says of it.
 TEST(SessionFile, ComplaintsNameFilePlaceAndReason) {
+    EXPECT_EQ(readError("{").substr(0, 23), "s.json: byte 2: no JSON");
     std::istringstream lines(textOf(DATA "/bad-sessions.txt"));
     for (std::string line; std::getline(lines, line);) {
         size_t const arrow = line.find(" => ");
-        std::string const error = line.substr(arrow + 4);
-        EXPECT_EQ(readError(line.substr(0, arrow)).substr(0, error.size() + 8), "s.json: " + error) << line;
+        size_t const blank = line.find(' ');
+        auto session = nlohmann::json::parse(R"({"frames": [{"first": 1, "startMs": 0, "app": {"1": {}}}],
+            "requests": [{"requestNo": 1, "shutterMs": 0, "preCollects": {}}]})");
+        session[nlohmann::json::json_pointer(blank == 1 ? "" : line.substr(0, blank))] =
+            nlohmann::json::parse(line.substr(blank, arrow - blank));
+        std::string const error = (line[arrow + 4] == ':' ? line.substr(0, blank) : "") + line.substr(arrow + 4);
+        EXPECT_EQ(readError(session.dump()).substr(0, error.size() + 8), "s.json: " + error) << line;
     }
 }
 
@@ -209,9 +216,11 @@ TEST(ReplayHost, HistoryLocksAndKeptFrames) {
     EXPECT_EQ(result.lockedAtEnd, 1U);
 }
 
-/// Of each request: chosen frames, * after the time-out, offsets and wait in ms, calls, locks, unlocks, refusals.
+/// Of each request: chosen frames, * after the time-out, offsets and wait in ms, calls, locks, unlocks; all
+/// refusals.
 std::string rowsOf(SessionResult const& result) {
     std::ostringstream rows;
+    std::map<std::string, size_t> refusals;
     for (Outcome const& outcome : result.outcomes) {
         rows << "; R" << outcome.request->requestNo << ' ';
         for (auto const& [index, frameNo] : outcome.chosen) {
@@ -223,8 +232,11 @@ std::string rowsOf(SessionResult const& result) {
         }
         rows << toMs(outcome.waitedNs) << "ms " << outcome.calls << ' ' << outcome.locks << ' ' << outcome.unlocks;
         for (auto const& [reason, calls] : outcome.refusals) {
-            rows << ", " << calls << " x " << reason;
+            refusals[reason] += calls;
         }
+    }
+    for (auto const& [reason, calls] : refusals) {
+        rows << ", " << calls << " x " << reason;
     }
     return rows.str();
 }

@@ -7,18 +7,19 @@
 //   set N TAG VALUE [STREAM]      metadata of history frame N; VALUE - removes the tag
 //   null N STREAM                 a null application metadata pointer
 //   meta TAG VALUE, nometa        the request's application metadata; it is null
-//   need app|hal ID               the request needs that stream, too; ID - : the usual one alone
+//   need app|hal ID, noneed       the request needs that stream, too; the usual ones alone
 //   sensor ID MODE                the request needs that sensor in that mode; ID - : none
 //   shutter N, frames N, ev N     shutter at frame N, number of frames, exposure compensation
-//   precollect N R                frame N is collected ahead for request R; R 0: none is
+//   precollect N R, noprecollect  frame N is collected ahead for request R; none is
 //   key K                         requires a frame under index K as well
 //   request R [ELAPSED]           asks for request R, which has waited ELAPSED ms
 //   burst BASE IDX CNT [ELAPSED] [SELECTOR]   asks for a request of a burst, and carries the operations out
 //   show all|usual|select|frames|answers      of the log: all, what no rule covers, select()'s, single frames',
 //   nothing
 //
-// "usual" leaves out what select() itself logs as usual, and the calling request's log name; kWords shortens the
-// rest. Lines of a kind (kListed) share one. Empty answers are left out.
+// "usual" leaves out what select() itself logs, and in lines of the calling request its strategy and log name, and
+// shortens the rest (kWords: no word is empty, so that nothing can go unnoticed). Frames of which the same is told
+// share a line. Empty answers are left out.
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -40,12 +41,6 @@ uint32_t tagOf(std::string const& name) {
 }
 
 std::pair<std::string, std::string> const kWords[] = {
-    {"[multiFrameSelect] ", "multi "},
-    {"[ispHidlSelect] ", ""},
-    {"[ispHidlSelect_Latest] ", ""},
-    {"[ispHidlSelect_LatestWithQuality] ", ""},
-    {"[ispHidlSelect_MFNR_HDR] ", ""},
-    // What a frame is usually found to be.
     {"D [isRequiredSensorMode] isRequiredSensorMode OK: sensorModes={history={[0]1 } request={}\n", "mode, "},
     {"D [operator()] streamId(0xa): get EV setting=0\nD [isRequiredEV] isRequiredEV OK: EV=0\n", "EV, "},
     {"mode, EV, ", "fits, "},
@@ -53,13 +48,27 @@ std::pair<std::string, std::string> const kWords[] = {
     {"D [isMatched] [isAESoftStable] tag(0xc0030023) val=1 target=1 bc=1\n", "AE, "},
     {"fits, AF, AE, D [isQualify] hf", "good "},
     {"fits, I [isQualify] TIMEOUT: take hf", "late "},
-    {" without checking quality", ""},
+    {" without checking quality", "!"},
     {"fits, D [isQualify] hf", "fits "},
     {"] OK\n", "]\n"},
-    {"\nW [operator()] (0xa): AF X", ""},
+    {"fits, W [isAFStable] AF fail: ", "hunts, "},
+    {"\nW [operator()] (0xa): AF X", " !"},
     {"\nW [isQualify] hf", " => "},
-    {" for further quality check", ""},
-    {"zsl/sample/", ""}};
+    {"D [isRequiredSensorMode] isRequiredSensorMode OK: sensorModes=", "modes "},
+    {"I [isRequiredEV] isRequiredEV fail: EV(History)=", "has EV "},
+    {" does not include tareget EV=", " EV "},
+    {"mode, D [operator()] streamId(0xa): get EV setting=", "EV "},
+    {"[isMatched] ", "[isM] "},
+    {"[ispHidlSelect_MFNR_HDR] DEBUG: ", "hdr: "},
+    {"DEBUG: ", ": "},
+    {"={.targetFrameNo=", "={"},
+    {" .evSetting=", " EV "},
+    {" .status=", " "},
+    {"4294967295", "none"},
+    {"IspHidlReqObj", "burst"},
+    {" ss(1,1,1) locked=0]", "-]"},
+    {" for further quality check", "?"},
+    {"zsl/sample/", "./"}};
 
 void replace(std::string& text, std::string const& what, std::string const& by) {
     for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
@@ -101,11 +110,6 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
         return words >> given ? given : value;
     }
 
-    Metadata& requestMeta() {
-        scene.need().inAppMeta = &scene.requestMeta;
-        return scene.requestMeta;
-    }
-
     void setTagOf(std::function<Metadata&(bool isApp, std::string const& stream)> const& metadataOf) {
         uint32_t const tag = tagOf(next<std::string>());
         auto const value = next<std::string>();
@@ -134,23 +138,14 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
         }
     }
 
-    void need(bool isApp) {
-        auto const id = next<std::string>();
-        auto& streams = isApp ? scene.need().needStreams.appMetas : scene.need().needStreams.halMetas;
-        streams = {isApp ? kApp : kHal};
-        if (id != "-") {
-            streams.insert(std::stol(id));
-        }
-    }
-
-    void ask(Scene const& asked) {
+    void ask() {
         auto const which = nextOr<size_t>(0);
         while (selectors.size() <= which) {
             createCustomSelector(selectors.emplace_back());
             log.take();
         }
         std::string const before = std::exchange(transcript, "");
-        select(asked, *selectors[which]);
+        select(scene, *selectors[which]);
         transcript = before + show(transcript);
         scene.carryOut(last);
     }
@@ -162,7 +157,13 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
         replace(text, "=> {}\n", "");
         replace(text, "{ AFStable AESoftStable ZeroShutterDelay ContinuousFrame }", "default");
         if (shown == "usual" || shown == "frames") {
-            replace(text, logName(), "");
+            std::string const name = logName();
+            for (char const* const function : {"ispHidlSelect", "ispHidlSelect_Latest",
+                                               "ispHidlSelect_LatestWithQuality", "ispHidlSelect_MFNR_HDR"}) {
+                replace(text, "[" + (function + ("] " + name)), "");
+            }
+            replace(text, "[multiFrameSelect] " + name, "multi ");
+            replace(text, "[select] " + name + "INFO", "[select] INFO");
             replace(text, "(operate at R" + std::to_string(scene.in.requestNo) + ") ", "");
             for (auto const& [what, by] : kWords) {
                 replace(text, what, by);
@@ -193,8 +194,8 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
         if (shown == "select") {
             return is("[select") || is("[invokeADB");
         }
-        return !(is("[select] INFO") || is("[select] DEBUG") || is("[invokeADB") ||
-                 is("DEBUG: curPreCollects(#0)") || (shown == "frames" && is("multi")));
+        return !(is("[select] INFO") || is("[select] : R") || is("[invokeADB") ||
+                 is("hdr: curPreCollects(#0)={}") || (shown == "frames" && is("multi")));
     }
 
     void obey(std::string const& command) {
@@ -213,17 +214,47 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
             {"unlock", [&] { scene.frame(number()).locked = false; }},
             {"set", [&] { setFrameTag(number()); }},
             {"null", [&] { pair([&](auto frame, auto id) { scene.frame(frame).appMetas[id] = nullptr; }); }},
-            {"meta", [&] { setTagOf([&](bool, auto&) -> Metadata& { return requestMeta(); }); }},
+            {"meta",
+             [&] {
+                 scene.need().inAppMeta = &scene.requestMeta;
+                 setTagOf([&](bool, auto&) -> Metadata& { return scene.requestMeta; });
+             }},
             {"nometa", [&] { scene.need().inAppMeta = nullptr; }},
-            {"need", [&] { need(word() == "app"); }},
+            {"need",
+             [&] {
+                 auto& needed = scene.need().needStreams;
+                 (word() == "app" ? needed.appMetas : needed.halMetas).insert(next<StreamId>());
+             }},
+            {"noneed",
+             [&] {
+                 scene.need().needStreams = {{kImage}, {kHal}, {kApp}};
+             }},
             {"sensor", [&] { setSensor(word()); }},
             {"shutter", [&] { scene.shutterAt(number()); }},
             {"frames", [&] { scene.frames(next<int32_t>()); }},
             {"ev", [&] { in.targetEv = next<int32_t>(); }},
-            {"precollect", [&] { pair([&](auto frame, auto request) { preCollect(frame, request); }); }},
+            {"precollect",
+             [&] {
+                 pair([&](auto frame, auto request) {
+                     in.preCollects[frame] = {request, ISelector::PreCollectStatus::Inflight};
+                 });
+             }},
+            {"noprecollect", [&] { in.preCollects.clear(); }},
             {"key", [&] { in.requiredFrames[next<int32_t>()] = {}; }},
-            {"request", [&] { askFor(number()); }},
-            {"burst", [&] { askBurst(number()); }},
+            {"request",
+             [&] {
+                 RequestNo const requestNo = number();
+                 scene.request(requestNo, nextOr<int64_t>(0));
+                 ask();
+             }},
+            {"burst",
+             [&] {
+                 RequestNo const base = number();
+                 auto const idx = next<int32_t>();
+                 auto const cnt = next<int32_t>();
+                 scene.burst(base, idx, cnt, nextOr<int64_t>(0));
+                 ask();
+             }},
             {"show", [&] { shown = word(); }},
         };
         if (command == "hint" || command == "policy" || command == "timeout") {
@@ -232,22 +263,6 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
         }
         ASSERT_EQ(actions.count(command), 1U) << "unknown command " << command;
         actions.at(command)();
-    }
-
-    void preCollect(FrameNo frameNo, RequestNo requestNo) {
-        if (requestNo == 0) {
-            scene.in.preCollects.clear();
-        } else {
-            scene.in.preCollects[frameNo] = {requestNo, ISelector::PreCollectStatus::Inflight};
-        }
-    }
-
-    void askFor(RequestNo requestNo) { ask(scene.request(requestNo, nextOr<int64_t>(0))); }
-
-    void askBurst(RequestNo base) {
-        auto const idx = next<int32_t>();
-        auto const cnt = next<int32_t>();
-        ask(scene.burst(base, idx, cnt, nextOr<int64_t>(0)));
     }
 
     /// Obeys the commands of the file; tells what came of them in the transcript.

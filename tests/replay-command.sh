@@ -8,36 +8,38 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 emulator=("$@")
 . "$(dirname "$0")/check.sh"
+zsl=vendor.debug.camera.zsl
+late=$sessions/time-out.json stable=$sessions/stable-scene.json
+exposure=$sessions/exposure-converging.json focus=$sessions/focus-hunting.json
 
 printf '{"frames": [], "requests": [7]}' >"$work/bad.json"
-printf 'vendor.debug.camera.zsl.runtime.adb=1\nvendor.debug.camera.zsl.force.policy=0\n' >"$work/props"
+printf "$zsl.runtime.adb=1\n$zsl.force.policy=0\n" >"$work/props"
 printf 'nonsense\n' >"$work/badprops"
 printf '0:a f1:0ns: RES:android.control.afMode: [OFF]\n0:a f1:0ns: RES:android.control.afState: [INACTIVE]\n0:a f2:40000000ns: RES:android.control.captureIntent: [STILL_CAPTURE]\n' >"$work/dump"
 
 check 0 'Examples:' --help
-check 0 '^2 requests: 2 served from history, 0 non-ZSL, 0 still pending; offset median' "$sessions/stable-scene.json"
-check 0 '"servedFromHistory": 2' --json "$sessions/stable-scene.json"
-check 0 '^R900 .* F31 ' "$sessions/exposure-converging.json"
-check 0 '^R900 .* F34 ' --policy 'AEStable|AESoftStable|ZeroShutterDelay' "$sessions/exposure-converging.json"
-check 0 'adb set policy\(0\)=\{ None \}' --policy 0x0 --log I "$sessions/time-out.json"
-check 0 '^R900 .* 32[0-9]\.[0-9] ' --timeout-ms 300 "$sessions/time-out.json"
-check 0 '^R900 .* F1 ' --props "$work/props" "$sessions/focus-hunting.json"
-check 0 '^R900 .* F1 ' --setprop vendor.debug.camera.zsl.runtime.adb=1 --setprop vendor.debug.camera.zsl.force.policy=0 "$sessions/focus-hunting.json"
-check 0 'hf\[null\], do pending directly' --history 1 --log I "$sessions/stable-scene.json"
-check 0 '^01-01 [0-9:.]{12} +[0-9]+ +[0-9]+ D SampleSelector: \[isQualify\] hf\[F24\] OK' --log D "$sessions/stable-scene.json"
+check 0 '^2 requests: 2 served from history, 0 non-ZSL, 0 still pending; offset median' "$stable"
+check 0 '"servedFromHistory": 2' --json "$stable"
+check 0 '^R900 .* F31 ' "$exposure"
+check 0 '^R900 .* F34 ' --policy 'AEStable|AESoftStable|ZeroShutterDelay' "$exposure"
+check 0 'adb set policy\(0\)=\{ None \}' --policy 0x0 --log I "$late"
+check 0 '^R900 .* 32[0-9]\.[0-9] ' --timeout-ms 300 "$late"
+check 0 '^R900 .* F1 ' --props "$work/props" "$focus"
+check 0 'hf\[null\], do pending directly' --history 1 --log I "$stable"
+check 0 '^01-01 [0-9:.]{12} +[0-9]+ +[0-9]+ D SampleSelector: \[isQualify\] hf\[F24\] OK' --log D "$stable"
 check 0 '^1 requests: 1 served' "$work/dump"
 check 0 '^R2 \(0/1\)' --hint 2 "$work/dump"
 check 0 'note: 0:a never names android.lens.state: taken as STATIONARY' "$work/dump"
 check 0 'lens.state: taken as MOVING, .*\(--assume\)' --assume android.lens.state=MOVING "$work/dump"
 check 2 "--assume: 'FLYING' is no value of android.lens.state" --assume android.lens.state=FLYING "$work/dump"
-check 2 '--assume is for dumps' --assume android.lens.state=absent "$sessions/time-out.json"
+check 2 '--assume is for dumps' --assume android.lens.state=absent "$late"
 check 0 'hint 2 \(latest\), policy None, time-out 300 ms, history 5 frames, results after 50.0 ms' --hint 2 --timeout-ms 300 --history 5 --result-ms 50 "$work/dump"
-check 0 'note: \* after the time-out' "$sessions/time-out.json"
-check 0 '^1 requests: 0 served from history, 1 non-ZSL' --request R901 "$sessions/time-out.json"
-check 2 "--request: there is no request 'R7'" --request R7 "$sessions/time-out.json"
+check 0 'note: \* after the time-out' "$late"
+check 0 '^1 requests: 0 served from history, 1 non-ZSL' --request R901 "$late"
+check 2 "--request: there is no request 'R7'" --request R7 "$late"
 check 2 "no client 'x' with frames; there are 0:a" --client x "$work/dump"
 check 0 '^zsl-replay 1' --version
-check 0 '^2 requests: 2 served' - <"$sessions/stable-scene.json"
+check 0 '^2 requests: 2 served' - <"$stable"
 check 2 '--hint: must not be empty' --hint '' "$work/dump"
 check 2 "--result-ms: 'nan' is no number" --result-ms nan "$work/dump"
 check 2 '--hint: there is no strategy 5' --hint 5 "$work/dump"
@@ -45,8 +47,8 @@ check 0 'policy AFStable\|AESoftStable\|ZeroShutterDelay\|ContinuousFrame' --set
 check 0 'hint 2 .latest. reads no policy bit: --policy AFStable' --hint 2 --policy AFStable "$work/dump"
 check 2 'is a folder' --props "$work" "$work/dump"
 check 0 'warning: property a.b: nothing reads it' --setprop a.b=1 "$work/dump"
-check 0 'force.hint has no effect' --setprop vendor.debug.camera.zsl.force.hint=2 "$work/dump"
-check 0 "force.hint: 'x' is no number" --setprop vendor.debug.camera.zsl.force.hint=x "$work/dump"
+check 0 'force.hint has no effect' --setprop $zsl.force.hint=2 "$work/dump"
+check 0 "force.hint: 'x' is no number" --setprop $zsl.force.hint=x "$work/dump"
 # A wrong kind of file is named for what it is.
 gzip -c "$work/dump" >"$work/gzip"
 printf '\377\376{' >"$work/utf16"
@@ -59,15 +61,15 @@ for kind in gzip:gzip utf16:UTF-16 array:'a JSON array' log:logcat empty:empty t
 done
 # A plug-in that breaks ends its session, not the tool.
 for kind in null:'leaves the pointer null' abort:'signal 6' exit:'exit code 7' throw:'threw an exception: no idea' frame:'F4711, which is not in the history'; do
-    BROKEN=${kind%%:*} check 1 "${kind#*:}" --plugin "$broken" "$sessions/stable-scene.json"
+    BROKEN=${kind%%:*} check 1 "${kind#*:}" --plugin "$broken" "$stable"
 done
 if [ -e /dev/full ]; then
-    run "$sessions/stable-scene.json" 2>"$work/out" >/dev/full
+    run "$stable" 2>"$work/out" >/dev/full
     [ $? -eq 1 ] && grep -q 'cannot write to standard output' "$work/out" || fail full
 fi
 # explain, sweep, generate and the pictures.
-check 0 '^R900 waited 1024 ms, past the time-out of 1000 ms, because .* then it took F25 without' explain --request R900 "$sessions/time-out.json"
-run --log D "$sessions/time-out.json" 2>"$work/selector.log" >/dev/null
+check 0 '^R900 waited 1024 ms, past the time-out of 1000 ms, because .* then it took F25 without' explain --request R900 "$late"
+run --log D "$late" 2>"$work/selector.log" >/dev/null
 check 0 '^R901 waited 1008 ms' explain --logcat "$work/selector.log"
 check 0 '^R901 waited 1008 ms' explain --logcat - --request 901 <"$work/selector.log"
 check 2 'no call of the selector; looked for the tag SampleSelector' explain --logcat "$work/log"
@@ -79,7 +81,7 @@ run generate --seed 7 --sensors 2 --burst 3 | cksum | grep -q '^3293878639 12336
 check 2 '\-\-fps' generate --fps 0
 run generate --count 3 >"$work/sessions"
 mkdir -p "$work/folder/below"
-cp "$sessions/stable-scene.json" "$work/folder/b.json"
+cp "$stable" "$work/folder/b.json"
 cp "$work/dump" "$work/folder/below/a.txt"
 check 0 '^2 +default +300 +3 +3 +0 +0 ' sweep --hint 0,2 --timeout-ms 300,1000 "$work/folder"
 check 0 '^0,None,default,18,18,0,0,' sweep --csv --hint 0 --policy default,None - <"$work/sessions"
@@ -89,15 +91,15 @@ check 1 'bad.json: /requests/0: expected an object' sweep --hint 0,2 "$work/bad.
 check 2 "--hint: there is no strategy 7" sweep --hint 0,7 "$work/folder"
 check 1 'cannot load the plug-in /nonexistent.so' sweep --plugin /nonexistent.so "$work/folder"
 BROKEN=abort check 1 '2 of 2 inputs failed' sweep --plugin "$broken" "$work/folder"
-check 0 '^2 requests' --html "$work/page.html" --svg "$work/timeline.svg" --trace "$work/trace.json" "$sessions/time-out.json"
-check 1 'nowhere/page.html: No such file' --html "$work/nowhere/page.html" "$sessions/time-out.json"
+check 0 '^2 requests' --html "$work/page.html" --svg "$work/timeline.svg" --trace "$work/trace.json" "$late"
+check 1 'nowhere/page.html: No such file' --html "$work/nowhere/page.html" "$late"
 check 2 'nosuch: No such file' nosuch
 check 2 'bad.json: /requests/0: expected an object' "$work/bad.json"
 check 2 'props: no line of a camera' "$work/props"
-check 2 "--policy: 'Foo' is neither" --policy Foo "$sessions/time-out.json"
-check 2 "--hint: 'x' is no whole number" --hint x "$sessions/time-out.json"
-check 2 "--setprop: expected name=value" --setprop x "$sessions/time-out.json"
-check 2 "badprops:1: expected name=value" --props "$work/badprops" "$sessions/time-out.json"
-check 2 'The following argument was not expected: --bogus' --bogus "$sessions/time-out.json"
-check 1 'cannot load the plug-in /nonexistent.so' --plugin /nonexistent.so "$sessions/time-out.json"
+check 2 "--policy: 'Foo' is neither" --policy Foo "$late"
+check 2 "--hint: 'x' is no whole number" --hint x "$late"
+check 2 "--setprop: expected name=value" --setprop x "$late"
+check 2 "badprops:1: expected name=value" --props "$work/badprops" "$late"
+check 2 'The following argument was not expected: --bogus' --bogus "$late"
+check 1 'cannot load the plug-in /nonexistent.so' --plugin /nonexistent.so "$late"
 exit $((failures > 0))
