@@ -82,7 +82,8 @@ TEST(Explain, ALogcatTellsTheSame) {
             std::string log = "--------- beginning of main\n01-01 00:00:00.000  1  1 I Other: SampleSelector: no\n";
             for (LogLine const& line : result.log) {
                 char const level = NSCam::Utils::Log::priorityLetter(line.priority);
-                log += before + level + behind + line.text + "\r\n";
+                log += before;
+                log += level + behind + line.text + "\r\n";
                 // Another process writes the same in between.
                 log +=
                     std::string("01-01 00:00:00.000  4711  4711 ") + level + " SampleSelector: " + line.text + '\n';
