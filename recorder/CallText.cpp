@@ -1,6 +1,8 @@
 #include "CallText.h"
 
 #include <charconv>
+#include <iterator>
+#include <utility>
 
 #include "Capture.h"
 

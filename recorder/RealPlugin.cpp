@@ -105,7 +105,7 @@ FirstCall::FirstCall() : mIsFirst(false), mSwitch(kUnknown) {
 }
 
 /// Whoever calls the plug-in has been here, so that it did not read before mSwitch was.
-void FirstCall::hasAnswered() {
+void FirstCall::hasAnswered() const {
     if (mIsFirst && mSwitch != kUnknown && readRuntimeSwitch() == mSwitch) {
         theSwitch.store(mSwitch);
     }

@@ -21,7 +21,7 @@ class FirstCall {
   public:
     FirstCall();
     /// The call has been answered. Without this, what the plug-in read stays unknown.
-    void hasAnswered();
+    void hasAnswered() const;
 
   private:
     bool mIsFirst;

@@ -63,7 +63,7 @@ class RecordQueue {
     size_t const mMostBytes;
     std::atomic<size_t> mBytes{0};
     std::atomic<Record*> mNewest{nullptr};
-    sem_t mWake;
+    sem_t mWake{};
 };
 
 }  // namespace NSCam::Recorder
