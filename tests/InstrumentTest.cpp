@@ -5,8 +5,11 @@
 
 #include "Desk.h"
 #include "replay/explain/Logcat.h"
+#include "replay/model/Printable.h"
 #include "replay/report/Markup.h"
+#include "replay/report/Numbers.h"
 #include "replay/report/Page.h"
+#include "replay/report/TimeAxis.h"
 #include "replay/report/Trace.h"
 #include "replay/sweep/Sweep.h"
 
@@ -75,19 +78,19 @@ TEST(Explain, ALogcatTellsTheSame) {
     for (char const* const name : {"time-out", "fifo-out-of-order", "quality-none-passes", "mfnr-hdr"}) {
         Session session;
         HostOptions options;
-        options.keepLog = true;
+        options.log = std::make_shared<LogFile>();
         PlayedSession const played = playFile(SESSIONS "/" + std::string(name) + ".json", session, options, true);
         SessionResult const& result = played.result;
         for (auto const& [before, behind] : kForms) {
             std::string log = "--------- beginning of main\n01-01 00:00:00.000  1  1 I Other: SampleSelector: no\n";
-            for (LogLine const& line : result.log) {
+            played.log->forEach([&, before = &before, behind = &behind](LogLine const& line) {
                 char const level = NSCam::Utils::Log::priorityLetter(line.priority);
-                log += before;
-                log += level + behind + line.text + "\r\n";
+                log += *before;
+                log += level + *behind + line.text + "\r\n";
                 // Another process writes the same in between.
                 log +=
                     std::string("01-01 00:00:00.000  4711  4711 ") + level + " SampleSelector: " + line.text + '\n';
-            }
+            });
             auto const processes = readLogcat(log);
             ASSERT_EQ(processes.size(), 2U);
             for (LoggedProcess const& process : processes) {
@@ -145,7 +148,7 @@ class Pictures : public testing::Test {
   protected:
     void play(std::string const& name) {
         HostOptions options;
-        options.keepLog = true;
+        options.log = std::make_shared<LogFile>();
         mReport.played.push_back(playFile(SESSIONS "/" + name + ".json", mSession, options, true));
         mSession.name = "<script>alert(1)</script> \"&'";
     }
@@ -182,7 +185,9 @@ TEST_F(Pictures, SlicesOfATrackDoNotOverlap) {
     for (char const* const name : {"sensor", "in flight 2", "history 30", "lock F22", "lock F25", "R900", "R902"}) {
         EXPECT_EQ(names.count(name), 1U) << name;
     }
-    EXPECT_EQ(texts, mReport.played[0].result.log.size());
+    size_t lines = 0;
+    mReport.played[0].log->forEach([&](LogLine const&) { ++lines; });
+    EXPECT_EQ(texts, lines);
 }
 
 TEST_F(Pictures, TextOfARecordingStaysText) {
@@ -198,7 +203,41 @@ TEST_F(Pictures, TextOfARecordingStaysText) {
           "R901 non-ZSL", "R900 took it after the time-out, unchecked; taken by R900"}) {
         EXPECT_NE(page.find(part), std::string::npos) << part;
     }
-    EXPECT_EQ(escaped("a\x01\x7F\xFFz"), "a\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBDz");
+    EXPECT_EQ(escaped("a\x01\x7F\xFF\uFFFE\uFFFF\U0001F600z"), "a\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\U0001F600z");
+}
+
+TEST(Printable, TerminalsObeyNothing) {
+    std::pair<char const*, char const*> const cases[] = {
+        {"\x1b[31m\x7F\u009b\u202e", "\\x1b[31m\\x7f\\u009b\\u202e"},
+        {"a\n\tb\\ \u00e9\u20ac\U0001F600", "a\\n\\tb\\ \u00e9\u20ac\U0001F600"},
+        {"\xff \xc0\x80 \xed\xa0\x80 \xf4\x90\x80\x80", "\\xff \\xc0\\x80 \\xed\\xa0\\x80 \\xf4\\x90\\x80\\x80"},
+        {"cut \xe2\x82", "cut \\xe2\\x82"}};
+    for (auto const& [text, shown] : cases) {
+        EXPECT_EQ(printable(text), shown);
+    }
+}
+
+TEST(TimeAxis, LongGapsAreCut) {
+    auto const texts = [](std::vector<TimeAxis::Mark> const& marks) {
+        std::string all;
+        for (auto const& [place, text] : marks) {
+            all += std::to_string(std::lround(place)) + "=" + text + " ";
+        }
+        return all;
+    };
+    int64_t const ms = 1000000;
+    TimeAxis const axis({0, 200 * ms, 7500200 * ms, 7500500 * ms, 90000500 * ms, 900000000 * ms}, 100 * ms, 1e-6);
+    EXPECT_EQ(texts(axis.cuts()), "200=2 h 5 min 600=22 h 55 min 700=9 days 9 h ");
+    EXPECT_EQ(texts(axis.ticks(900)),
+              "0=-100 ms 100=0 ms 200=100 ms 400=7500200 ms 500=7500300 ms 600=7500400 ms "
+              "700=90000400 ms 800=899999900 ms 900=900000000 ms ");
+    EXPECT_EQ(axis.place(7500300 * ms), 400);
+    // Steps of any size, and moments as far apart as can be.
+    for (double const pixelsPerNs : {36.0, 36e-8, 36e-15, 36 / 9e18}) {
+        EXPECT_LE(TimeAxis({1, 2, INT64_MAX}, 1, pixelsPerNs).ticks(2000).size(), 23U) << pixelsPerNs;
+    }
+    EXPECT_EQ(durationText(850) + durationText(5310) + durationText(1740000) + durationText(3600000 * 24),
+              "850 ms5.3 s29 min1 day");
 }
 
 TEST(Sweep, SumsAndMarks) {

@@ -40,7 +40,7 @@ int explainSessions(Arguments const& arguments) {
         return kExitFailed;
     }
     Printer printer;
-    for (auto const& [session, result, explanations] : report.played) {
+    for (auto const& [session, result, explanations, log] : report.played) {
         bool isNamed = set.sessions.size() == 1;
         for (size_t index = 0; index < result.outcomes.size(); ++index) {
             Outcome const& outcome = result.outcomes[index];

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 
 #include "replay/model/InputError.h"
 #include "replay/model/Printable.h"
@@ -62,28 +63,31 @@ std::string fileBeside(fs::path const& path) {
     return name;
 }
 
-/// False: see errno.
-bool writeInto(std::string const& path, std::function<void(std::ostream&)> const& write) {
-    std::ofstream file(path);
-    if (file) {
-        write(file);
+/// Throws std::exception.
+void check(bool isFine) {
+    if (!isFine) {
+        throw std::runtime_error(errno != 0 ? std::strerror(errno) : "cannot be written");
     }
-    file.close();
-    return static_cast<bool>(file);
 }
 
-bool replace(fs::path const& path, std::function<void(std::ostream&)> const& write) {
+void writeInto(std::string const& path, std::function<void(std::ostream&)> const& write) {
+    std::ofstream file(path);
+    check(file.is_open());
+    write(file);
+    file.close();
+    check(static_cast<bool>(file));
+}
+
+void replace(fs::path const& path, std::function<void(std::ostream&)> const& write) {
     std::string const name = fileBeside(path);
-    if (name.empty()) {
-        return false;
+    check(!name.empty());
+    try {
+        writeInto(name, write);
+        check(rename(name.c_str(), path.c_str()) == 0);
+    } catch (...) {
+        unlink(name.c_str());
+        throw;
     }
-    if (writeInto(name, write) && rename(name.c_str(), path.c_str()) == 0) {
-        return true;
-    }
-    int const reason = errno;
-    unlink(name.c_str());
-    errno = reason;
-    return false;
 }
 
 }  // namespace
@@ -109,19 +113,20 @@ void refuseOverwriting(std::vector<NamedFile> const& inputs, std::vector<NamedFi
 }
 
 bool writeOutput(std::string const& path, std::function<void(std::ostream&)> const& write) {
-    if (path == "-") {
-        write(std::cout);
-        return true;  // main tells when standard output fails
-    }
     errno = 0;
-    auto const old = statusOf(path, STDOUT_FILENO);
-    bool const isFile = !old || S_ISREG(old->st_mode);
-    if (isFile ? replace(resolved(path), write) : writeInto(path, write)) {
+    try {
+        if (path == "-") {
+            write(std::cout);  // main tells when standard output fails
+            return true;
+        }
+        auto const old = statusOf(path, STDOUT_FILENO);
+        bool const isFile = !old || S_ISREG(old->st_mode);
+        isFile ? replace(resolved(path), write) : writeInto(path, write);
         return true;
+    } catch (std::exception const& error) {
+        std::cerr << fmt::format("zsl-replay: {}: {}\n", printable(path), error.what());
+        return false;
     }
-    std::cerr << fmt::format("zsl-replay: {}: {}\n", printable(path),
-                             errno != 0 ? std::strerror(errno) : "cannot be written");
-    return false;
 }
 
 }  // namespace Replay

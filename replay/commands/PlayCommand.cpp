@@ -86,7 +86,7 @@ int play(Arguments const& arguments) {
         };
     }
     options.explain = !arguments.pageFile.empty() || !arguments.svgFile.empty() || !arguments.traceFile.empty();
-    options.host.keepLog = !arguments.traceFile.empty();
+    options.keepLog = !arguments.traceFile.empty();
     if (!playSessions(prepared, options)) {
         return kExitFailed;
     }

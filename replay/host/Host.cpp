@@ -84,8 +84,8 @@ class Host {
 
     void takeLine(int priority, char const* tag, std::string const& text) {
         mReader.take(text);
-        if (mOptions.keepLog) {
-            mResult.log.push_back({priority, tag, text, mNowNs});
+        if (mOptions.log) {
+            mOptions.log->add({priority, tag, text, mNowNs});
         }
         if (mOptions.onLogLine) {
             mOptions.onLogLine({priority, tag, text, mNowNs});

@@ -7,7 +7,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "Outcome.h"
+#include "LogFile.h"
 
 namespace Replay {
 
@@ -30,7 +30,7 @@ struct HostOptions {
     /// Told what each call of a request did, as far as its log lines say; may be empty. With it there is no limit
     /// of calls, and what became of every frame is told.
     std::function<void(size_t request, CallStory const& call)> onCall;
-    bool keepLog = false;                                       ///< put the log into the result
+    std::shared_ptr<LogFile> log;                               ///< takes the log; may be null
     std::function<void(size_t events, size_t all)> onProgress;  ///< called after every event; may be empty
 };
 

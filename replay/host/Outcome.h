@@ -62,7 +62,6 @@ struct FrameLife {
 struct SessionResult {
     std::vector<Outcome> outcomes;  ///< in the order of the session's requests
     std::vector<FrameLife> frames;  ///< with HostOptions::onCall: in the order of the session's frames
-    std::vector<LogLine> log;       ///< with HostOptions::keepLog
     int64_t endNs = 0;              ///< of the last event
     size_t lockedAtEnd = 0;
     bool isExplained = true;  ///< the reasons of all calls are known: there were not too many (HostOptions)

@@ -120,8 +120,7 @@ void writeSession(std::ostream& out, PlayedSession const& played, Report const& 
            "out</button> <button data-zoom=\"fit\">Whole session</button> <button data-zoom=\"one\">Actual "
            "size</button></div>\n"
         << "<div class=\"scroll\" tabindex=\"0\" role=\"region\" aria-label=\"Timeline, scrolls\">\n"
-        << timelineSvg(played, report, {session, true}).svg << "</div>\n<div id=\"after-" << session
-        << "\"></div>\n";
+        << timelineSvg(played, report, {session, true}) << "</div>\n<div id=\"after-" << session << "\"></div>\n";
     for (size_t index = 0; index < played.result.outcomes.size(); ++index) {
         Outcome const& outcome = played.result.outcomes[index];
         if (report.isShown(outcome)) {

@@ -72,18 +72,18 @@ nlohmann::json toJson(Report const& report, Summary const& summary) {
 
 void printJson(std::ostream& out, Report const& report) {
     nlohmann::json sessions = nlohmann::json::array();
-    for (auto const& [session, result, explanations] : report.played) {
+    for (PlayedSession const& played : report.played) {
         nlohmann::json requests = nlohmann::json::array();
-        for (Outcome const& outcome : result.outcomes) {
+        for (Outcome const& outcome : played.result.outcomes) {
             if (report.isShown(outcome)) {
                 requests.push_back(toJson(outcome));
             }
         }
-        sessions.push_back({{"name", session->name},
-                            {"startNs", startOf(*session)},
+        sessions.push_back({{"name", played.session->name},
+                            {"startNs", startOf(*played.session)},
                             {"requests", requests},
-                            {"refusalsComplete", result.isExplained},
-                            {"lockedAtEnd", result.lockedAtEnd}});
+                            {"refusalsComplete", played.result.isExplained},
+                            {"lockedAtEnd", played.result.lockedAtEnd}});
     }
     nlohmann::json document = toJson(report, summarize(report));
     document["sessions"] = sessions;

@@ -104,14 +104,14 @@ void printHead(std::ostream& out, Report const& report) {
 /// What the marks and gaps of the table mean, as far as there are any.
 void printNotes(std::ostream& out, Report const& report) {
     bool hasStar = false;
-    for (auto const& [session, result, explanations] : report.played) {
-        for (Outcome const& outcome : result.outcomes) {
+    for (PlayedSession const& played : report.played) {
+        for (Outcome const& outcome : played.result.outcomes) {
             hasStar = hasStar || (report.isShown(outcome) && outcome.hasTimedOut &&
                                   outcome.state == RequestState::FromHistory);
         }
-        if (!result.isExplained) {
-            out << fmt::format("note: {}: the reasons are those of the first {} calls\n", printable(session->name),
-                               HostOptions{}.explainedCalls);
+        if (!played.result.isExplained) {
+            out << fmt::format("note: {}: the reasons are those of the first {} calls\n",
+                               printable(played.session->name), HostOptions{}.explainedCalls);
         }
     }
     if (hasStar) {

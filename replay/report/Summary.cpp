@@ -8,8 +8,8 @@ namespace Replay {
 
 Summary summarize(Report const& report) {
     Summary summary;
-    for (auto const& [session, result, explanations] : report.played) {
-        for (Outcome const& outcome : result.outcomes) {
+    for (PlayedSession const& played : report.played) {
+        for (Outcome const& outcome : played.result.outcomes) {
             if (!report.isShown(outcome)) {
                 continue;
             }
@@ -23,7 +23,7 @@ Summary summarize(Report const& report) {
                 summary.waitsMs.push_back(toMs(outcome.waitedNs));
             }
         }
-        summary.lockedAtEnd += result.lockedAtEnd;
+        summary.lockedAtEnd += played.result.lockedAtEnd;
     }
     return summary;
 }

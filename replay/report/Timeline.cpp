@@ -3,10 +3,10 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <queue>
 #include <sstream>
 
 #include "FrameTexts.h"
+#include "Lanes.h"
 #include "Markup.h"
 #include "Numbers.h"
 #include "TimeAxis.h"
@@ -28,34 +28,6 @@ constexpr double kBarStep = 8;
 constexpr double kRequestHeight = 18;
 constexpr double kRequestStep = 24;
 constexpr double kLabelWidth = 110;  // a request's name beside its bar
-
-/// Gives out lanes in which spans do not overlap, to spans in the order of their beginnings: the first that is
-/// free.
-class Lanes {
-  public:
-    size_t take(double from, double to) {
-        while (!mBusy.empty() && mBusy.top().first <= from) {
-            mFree.insert(mBusy.top().second);
-            mBusy.pop();
-        }
-        if (mFree.empty()) {
-            mFree.insert(mSize++);
-        }
-        size_t const lane = *mFree.begin();
-        mFree.erase(mFree.begin());
-        mBusy.emplace(to, lane);
-        return lane;
-    }
-
-    size_t size() const { return mSize; }
-
-  private:
-    using Busy = std::pair<double, size_t>;  // until when, which
-
-    std::priority_queue<Busy, std::vector<Busy>, std::greater<>> mBusy;
-    std::set<size_t> mFree;
-    size_t mSize = 0;
-};
 
 /// The median time from one frame to the next.
 double usualPeriodNs(Session const& session) {
@@ -162,11 +134,11 @@ class Drawing {
         mRequestsTop = inFlightTop + inFlight + locked + 14;
         drawRequests();
         drawAxis();
-        std::string svg = fmt::format(
+        std::string const start = fmt::format(
             "<svg xmlns=\"http://www.w3.org/2000/svg\" class=\"timeline\" role=\"group\" width=\"{0}\" "
             "height=\"{1}\" viewBox=\"0 0 {0} {1}\" aria-label=\"Timeline of {2}\">\n",
             shortText(mWidth), shortText(mHeight), escaped(mSession.name));
-        return {svg + mBack + mFront + "</svg>\n", mWidth, mHeight};
+        return {{start, std::move(mBack), std::move(mFront), "</svg>\n"}, mWidth, mHeight};
     }
 
   private:
@@ -216,7 +188,7 @@ class Drawing {
     }
 
     double drawInFlight(double top) {
-        Lanes lanes;
+        Lanes<double> lanes;
         for (Frame const& frame : mSession.frames) {
             double const left = x(frame.startNs);
             double const right = x(frame.resultNs);
@@ -228,7 +200,7 @@ class Drawing {
     }
 
     double drawLocks(double top) {
-        Lanes lanes;
+        Lanes<double> lanes;
         std::vector<std::pair<int64_t, int64_t>> spans;
         for (FrameLife const& life : mResult.frames) {
             spans.insert(spans.end(), life.lockedNs.begin(), life.lockedNs.end());
@@ -242,7 +214,7 @@ class Drawing {
     }
 
     void drawRequests() {
-        Lanes lanes;
+        Lanes<double> lanes;
         mHeight = mRequestsTop + kRequestStep;
         for (size_t index = 0; index < mResult.outcomes.size(); ++index) {
             Outcome const& outcome = mResult.outcomes[index];
@@ -324,23 +296,36 @@ Picture timelineSvg(PlayedSession const& played, Report const& report, TimelineO
     return Drawing(played, report, options).draw();
 }
 
+std::ostream& operator<<(std::ostream& out, Picture const& picture) {
+    for (std::string const& part : picture.parts) {
+        out << part;
+    }
+    return out;
+}
+
 void writeSvg(std::ostream& out, Report const& report) {
     // Each session's picture is an element of its own, below one another.
-    std::string parts;
-    double top = 0;
+    std::vector<Picture> pictures;
+    double height = 0;
     double width = 0;
     for (PlayedSession const& played : report.played) {
-        Picture const picture = timelineSvg(played, report, {0, false});
-        parts += fmt::format(
-            "<text class=\"name\" x=\"16\" y=\"{}\">{}</text>\n<g transform=\"translate(0 {})\">\n{}</g>\n",
-            shortText(top + 14), escaped(played.session->name), shortText(top + 20), picture.svg);
-        top += picture.height + 30;
-        width = std::max(width, picture.width);
+        pictures.push_back(timelineSvg(played, report, {0, false}));
+        height += pictures.back().height + 30;
+        width = std::max(width, pictures.back().width);
     }
-    out << "<svg xmlns=\"http://www.w3.org/2000/svg\" class=\"timeline\" width=\"" << shortText(width)
-        << "\" height=\"" << shortText(top) << "\">\n<style>" << timelineStyle() << "</style>\n"
-        << "<rect width=\"100%\" height=\"100%\" style=\"fill: var(--back)\"/>\n"
-        << parts << "</svg>\n";
+    out << fmt::format(
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" class=\"timeline\" width=\"{}\" "
+        "height=\"{}\">\n<style>{}</style>\n"
+        "<rect width=\"100%\" height=\"100%\" style=\"fill: var(--back)\"/>\n",
+        shortText(width), shortText(height), timelineStyle());
+    double top = 0;
+    for (size_t session = 0; session < pictures.size(); ++session) {
+        out << fmt::format("<text class=\"name\" x=\"16\" y=\"{}\">{}</text>\n<g transform=\"translate(0 {})\">\n",
+                           shortText(top + 14), escaped(report.played[session].session->name), shortText(top + 20))
+            << pictures[session] << "</g>\n";
+        top += pictures[session].height + 30;
+    }
+    out << "</svg>\n";
 }
 
 }  // namespace Replay

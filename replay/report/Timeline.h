@@ -17,10 +17,12 @@ std::string timelineStyle();
 
 /// An <svg> element and its size in pixels.
 struct Picture {
-    std::string svg;
+    std::vector<std::string> parts;  ///< of the element, which may be large
     double width;
     double height;
 };
+
+std::ostream& operator<<(std::ostream& out, Picture const& picture);
 
 /// A picture of the session: frames as boxes along session time, in flight and locked below, requests as rows
 /// with shutter, wait and arrows to the chosen frames.

@@ -1,9 +1,12 @@
 #include "Trace.h"
 
+#include <fmt/core.h>
 #include <vzrcam/LogSink.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+
+#include "Lanes.h"
 
 namespace Replay {
 
@@ -40,21 +43,7 @@ class Tracks {
     void write(Report const& report) {
         writeFrames();
         writeRequests(report);
-        size_t const log = track("log");
-        for (LogLine const& line : mPlayed.result.log) {
-            size_t const end = line.text.find(']');
-            std::string const function =
-                end == std::string::npos || line.text[0] != '[' ? "log" : line.text.substr(1, end - 1);
-            mWriter.write({{"ph", "i"},
-                           {"s", "t"},
-                           {"name", function},
-                           {"pid", mProcess},
-                           {"tid", log},
-                           {"ts", microseconds(line.sessionNs)},
-                           {"args",
-                            {{"level", std::string(1, NSCam::Utils::Log::priorityLetter(line.priority))},
-                             {"text", line.text}}}});
-        }
+        writeLog();
     }
 
   private:
@@ -94,30 +83,30 @@ class Tracks {
     void writeSpans(std::string const& text, std::vector<Span> spans) {
         std::sort(spans.begin(), spans.end(),
                   [](Span const& left, Span const& right) { return left.fromNs < right.fromNs; });
-        std::vector<std::pair<size_t, int64_t>> tracks;  // and where their last slices end
+        Lanes<int64_t> lanes;
+        std::vector<size_t> tracks;
         for (Span const& span : spans) {
-            auto free = std::find_if(tracks.begin(), tracks.end(),
-                                     [&](auto const& entry) { return entry.second <= span.fromNs; });
-            if (free == tracks.end()) {
-                tracks.emplace_back(track(text + (tracks.empty() ? "" : " " + std::to_string(tracks.size() + 1))),
-                                    0);
-                free = tracks.end() - 1;
+            size_t const lane = lanes.take(span.fromNs, std::max(span.toNs, span.fromNs + 1));
+            if (lane == tracks.size()) {
+                tracks.push_back(track(lane == 0 ? text : fmt::format("{} {}", text, lane + 1)));
             }
-            free->second = std::max(span.toNs, span.fromNs + 1);
-            slice(free->first, frameName(span.frame), span.fromNs, span.toNs, argsOf(span.frame));
+            slice(tracks[lane], frameName(span.frame), span.fromNs, span.toNs, argsOf(span.frame));
         }
     }
 
-    std::string frameName(size_t index) const {
-        return "F" + std::to_string(mPlayed.session->frames[index].frameNo);
+    std::string frameName(size_t index) const { return fmt::format("F{}", mPlayed.session->frames[index].frameNo); }
+
+    static std::string wordsOf(Verdict const& verdict) {
+        if (verdict.isRefused) {
+            return "refused: " + verdict.reason.words;
+        }
+        return verdict.isUnchecked ? "taken unchecked" : "fit to use";
     }
 
     Json argsOf(size_t index) const {
         Json args = Json::object();
         for (auto const& [requestNo, verdict] : mPlayed.result.frames[index].verdicts) {
-            args["R" + std::to_string(requestNo)] = verdict.isRefused     ? "refused: " + verdict.reason.words
-                                                    : verdict.isUnchecked ? "taken unchecked"
-                                                                          : "fit to use";
+            args[fmt::format("R{}", requestNo)] = wordsOf(verdict);
         }
         return args;
     }
@@ -158,7 +147,7 @@ class Tracks {
                 continue;
             }
             Request const& request = *outcome.request;
-            std::string const text = "R" + std::to_string(request.requestNo);
+            std::string const text = fmt::format("R{}", request.requestNo);
             size_t const thread = track(text);
             char const* const state = outcome.state == RequestState::FromHistory ? "served" : nameOf(outcome.state);
             mWriter.write({{"ph", "i"},
@@ -170,6 +159,25 @@ class Tracks {
             slice(thread, text + " " + state, request.submitNs, request.submitNs + outcome.waitedNs,
                   {{"explanation", mPlayed.explanations[index].text()}});
         }
+    }
+
+    void writeLog() {
+        size_t const thread = track("log");
+        if (!mPlayed.log) {
+            return;
+        }
+        mPlayed.log->forEach([&](LogLine const& line) {
+            size_t const end = line.text.find(']');
+            bool const hasName = line.text[0] == '[' && end != std::string::npos;
+            char const level = NSCam::Utils::Log::priorityLetter(line.priority);
+            mWriter.write({{"ph", "i"},
+                           {"s", "t"},
+                           {"name", hasName ? line.text.substr(1, end - 1) : "log"},
+                           {"pid", mProcess},
+                           {"tid", thread},
+                           {"ts", microseconds(line.sessionNs)},
+                           {"args", {{"level", std::string(1, level)}, {"text", line.text}}}});
+        });
     }
 
     Writer& mWriter;

@@ -35,17 +35,8 @@ Json toJson(PlayedSession const& played) {
         }
         frames.push_back({life.leftNs, life.lockedNs, verdicts});
     }
-    Json log = Json::array();
-    for (LogLine const& line : result.log) {
-        log.push_back({line.priority, line.tag, line.text, line.sessionNs});
-    }
-    return {{"outcomes", outcomes},
-            {"explanations", explained},
-            {"frames", frames},
-            {"log", log},
-            {"endNs", result.endNs},
-            {"lockedAtEnd", result.lockedAtEnd},
-            {"isExplained", result.isExplained}};
+    return {{"outcomes", outcomes},  {"explanations", explained},         {"frames", frames},
+            {"endNs", result.endNs}, {"lockedAtEnd", result.lockedAtEnd}, {"isExplained", result.isExplained}};
 }
 
 PlayedSession fromJson(Json const& json, Session const& session) {
@@ -78,9 +69,6 @@ PlayedSession fromJson(Json const& json, Session const& session) {
             life.verdicts[verdict.at(0)] = {
                 verdict.at(1), verdict.at(2), verdict.at(3), {verdict.at(4), verdict.at(5), false}};
         }
-    }
-    for (Json const& from : json.at("log")) {
-        result.log.push_back({from.at(0), from.at(1), from.at(2), from.at(3)});
     }
     result.endNs = json.at("endNs");
     return played;
@@ -147,10 +135,15 @@ PlayedSession playInProcess(Session const& session, HostOptions host, bool expla
             played.explanations[index] = explainers[index].explain();
         }
     }
+    if (host.log) {
+        host.log->finish();
+        played.log = host.log;
+    }
     return played;
 }
 
-RunResult runSession(Session const& session, RunOptions const& options) {
+RunResult runSession(Session const& session, RunOptions options) {
+    options.host.log = options.keepLog ? std::make_shared<LogFile>() : nullptr;
     int ends[2];
     std::cout.flush();
     std::cerr.flush();
@@ -186,7 +179,9 @@ RunResult runSession(Session const& session, RunOptions const& options) {
     if (json.contains("failure")) {
         return {std::nullopt, json.at("failure"), json.contains("isPluginMissing")};
     }
-    return {fromJson(json, session), "", false};
+    PlayedSession played = fromJson(json, session);
+    played.log = options.host.log;
+    return {std::move(played), "", false};
 }
 
 }  // namespace Replay

@@ -14,6 +14,7 @@ struct PlayedSession {
     SessionResult result;
     /// With RunOptions::explain: of the session's requests; empty texts for one that was never presented.
     std::vector<Explanation> explanations;
+    std::shared_ptr<LogFile const> log = {};  ///< with RunOptions::keepLog
 };
 
 /// Plays the session, which has to outlive the answer, in this process; `host.onCall` is this function's if it is
@@ -30,11 +31,12 @@ struct RunResult {
 struct RunOptions {
     HostOptions host;      ///< makeSelector and onCall are the runner's
     std::string plugin;    ///< as dlopen takes it
+    bool keepLog = false;  ///< host.log is the runner's, too
     bool explain = false;  ///< explain every request, and tell what became of every frame
 };
 
 /// Plays the session, which has to outlive the result, in a new process, which loads the plug-in. Lines that
 /// onLogLine or onProgress write come from there.
-RunResult runSession(Session const& session, RunOptions const& options);
+RunResult runSession(Session const& session, RunOptions options);
 
 }  // namespace Replay
