@@ -3,9 +3,12 @@
 #include <vzrcam/LogSink.h>
 #include <vzrcam/PropertyStore.h>
 
+#include <fmt/core.h>
+
 #include <algorithm>
 
 #include "Events.h"
+#include "History.h"
 #include "replay/model/Units.h"
 
 namespace Replay {
@@ -23,23 +26,23 @@ class SinkInForce {
     SinkInForce& operator=(SinkInForce const&) = delete;
 };
 
+/// Where a request stands in its presentations.
+enum class Phase {
+    OnEveryEvent,   ///< of a session: whatever happens may have brought what it waits for
+    AsRecorded,     ///< of a recording: when and as it was presented then
+    AfterRecording  ///< of a recording, answered then and not now: whenever a frame lands, and with the others'
+                    ///< calls
+};
+
 class Host {
   public:
     Host(Session const& session, HostOptions const& options)
         : mSession(session),
           mOptions(options),
-          mDepth(options.historyDepth.value_or(session.historyDepth ? SIZE_MAX : kHistoryDepth)) {
+          mResult(emptyResult(session, options)),
+          mHistory(session, options.historyDepth.value_or(session.historyDepth ? SIZE_MAX : kHistoryDepth),
+                   mResult.frames) {
         setGate();
-        mResult.outcomes.resize(session.requests.size());
-        for (size_t index = 0; index < session.requests.size(); ++index) {
-            mResult.outcomes[index].request = &session.requests[index];
-        }
-        if (options.onCall) {
-            mResult.frames.resize(session.frames.size());
-            for (size_t index = 0; index < session.frames.size(); ++index) {
-                mFrameIndex[session.frames[index].frameNo] = index;
-            }
-        }
     }
 
     SessionResult play() {
@@ -53,28 +56,33 @@ class Host {
         for (size_t done = 0; done < events.size(); ++done) {
             mNowNs = events[done].ns;
             apply(events[done]);
-            if (mSession.ticks.empty()) {
-                presentAll(mPending);
-            } else if (events[done].kind == Event::FrameLands) {
-                presentAll(mOvertime);
-            }
+            presentAll(Phase::OnEveryEvent);
             if (mOptions.onProgress) {
                 mOptions.onProgress(done + 1, events.size());
             }
         }
         mSelectors.clear();
         mResult.endNs = mNowNs;
-        for (auto const& entry : mHistory) {
-            mResult.lockedAtEnd += entry.second.locked ? 1 : 0;
-            noteLock(entry.first, entry.second.locked, false);
-        }
+        mResult.lockedAtEnd = mHistory.endLocks(mNowNs);
         return std::move(mResult);
     }
 
   private:
-    /// Requests that have arrived and are not answered: by their outcome's index, in which order they are
-    /// presented, their calls' input without history and frames in flight.
-    using Pending = std::map<size_t, ISelector::SelectInputParams>;
+    /// A request that has arrived and is not answered.
+    struct Waiting {
+        Phase phase;
+        ISelector::SelectInputParams in;  // without history and frames in flight
+    };
+
+    static SessionResult emptyResult(Session const& session, HostOptions const& options) {
+        SessionResult result;
+        result.outcomes.resize(session.requests.size());
+        for (size_t index = 0; index < session.requests.size(); ++index) {
+            result.outcomes[index].request = &session.requests[index];
+        }
+        result.frames.resize(options.onCall ? session.frames.size() : 0);
+        return result;
+    }
 
     void setGate() {
         bool const isRead = mOptions.onCall || mCalls < mOptions.explainedCalls;
@@ -92,105 +100,59 @@ class Host {
         }
     }
 
-    void presentAll(Pending& pending) {
-        for (auto request = pending.begin(); request != pending.end();) {
-            present(*request, mNowNs - mSession.requests[request->first].submitNs);
-            request = mResult.outcomes[request->first].isAnswered() ? pending.erase(request) : std::next(request);
-        }
-    }
-
-    void present(size_t tick) {
-        Tick const& now = mSession.ticks[tick];
-        auto const request = mPending.find(now.request);
-        bool const isPending = request != mPending.end();
-        if (isPending) {
-            present(*request, now.waitedNs);
-        }
-        presentAll(mOvertime);
-        if (isPending && mResult.outcomes[now.request].isAnswered()) {
-            mPending.erase(request);
-        } else if (isPending && now.isLast) {
-            mOvertime.insert(mPending.extract(request));
-        }
-    }
-
     void apply(Event const& event) {
-        if (event.kind == Event::Tick) {
-            present(event.index);
-            return;
-        }
-        if (event.kind == Event::RequestArrives) {
-            mPending.emplace(event.index, inputOf(mSession.requests[event.index]));
-            return;
-        }
-        Frame const& frame = mSession.frames[event.index];
-        if (event.kind == Event::FrameStarts) {
-            mInflight[frame.frameNo] = {frame.frameNo, streamsOf(frame)};
-            return;
-        }
-        if (event.kind == Event::FrameLeaves) {
-            if (!mOptions.historyDepth) {
-                mLeaving.insert(frame.frameNo);
-                evict();
-            }
-            return;
-        }
-        mInflight.erase(frame.frameNo);
-        if (frame.isLost) {
-            return;
-        }
-        mHistory[frame.frameNo] = {frame.frameNo,
-                                   frame.requestNo,
-                                   frame.startNs,
-                                   pointersTo(frame.appMetas),
-                                   pointersTo(frame.halMetas),
-                                   streamsOf(frame),
-                                   false};
-        evict();
-    }
-
-    using HistoryEntry = std::map<FrameNo, ISelector::HistoryFrame>::iterator;
-
-    bool isHeld(HistoryEntry entry) const { return entry->second.locked || mKept.count(entry->first) != 0; }
-
-    void removeFromHistory(HistoryEntry entry) {
-        if (FrameLife* const life = lifeOf(entry->first)) {
-            life->leftNs = mNowNs;
-        }
-        mHistory.erase(entry);
-    }
-
-    /// Frames leave that nobody holds: those whose time has come, and the oldest while the history is above its
-    /// depth, the newest included when all others are held.
-    void evict() {
-        for (auto leaving = mLeaving.begin(); leaving != mLeaving.end();) {
-            auto const entry = mHistory.find(*leaving);
-            bool const isHere = entry != mHistory.end();
-            bool const stays = isHere && isHeld(entry);
-            if (isHere && !stays) {
-                removeFromHistory(entry);
-            }
-            leaving = stays ? std::next(leaving) : mLeaving.erase(leaving);
-        }
-        auto oldest = mHistory.begin();
-        while (mHistory.size() > mDepth && oldest != mHistory.end()) {
-            auto const entry = oldest++;
-            if (!isHeld(entry)) {
-                removeFromHistory(entry);
-            }
+        switch (event.kind) {
+            case Event::FrameStarts: mHistory.begin(mSession.frames[event.index]); break;
+            case Event::FrameLands:
+                mHistory.land(mSession.frames[event.index], mNowNs);
+                presentAll(Phase::AfterRecording);
+                break;
+            case Event::FrameLeaves:
+                if (!mOptions.historyDepth) {
+                    mHistory.leave(mSession.frames[event.index].frameNo, mNowNs);
+                }
+                break;
+            case Event::RequestArrives:
+                mWaiting[event.index] = {mSession.ticks.empty() ? Phase::OnEveryEvent : Phase::AsRecorded,
+                                         inputOf(mSession.requests[event.index])};
+                break;
+            case Event::Tick: presentAsRecorded(mSession.ticks[event.index]); break;
         }
     }
 
-    void present(Pending::value_type& pending, int64_t waitedNs) {
-        auto& [index, in] = pending;
+    void presentAll(Phase phase) {
+        for (auto request = mWaiting.begin(); request != mWaiting.end();) {
+            auto const next = std::next(request);
+            if (request->second.phase == phase) {
+                present(request, mNowNs - mSession.requests[request->first].submitNs);
+            }
+            request = next;
+        }
+    }
+
+    /// The request's recorded call; those that are behind theirs come with it.
+    void presentAsRecorded(Tick const& tick) {
+        auto const request = mWaiting.find(tick.request);
+        bool const isWaiting = request != mWaiting.end() && request->second.phase == Phase::AsRecorded;
+        bool const stillWaits = isWaiting && !present(request, tick.waitedNs);
+        presentAll(Phase::AfterRecording);
+        if (stillWaits && tick.isLast) {
+            request->second.phase = Phase::AfterRecording;
+        }
+    }
+
+    using Pending = std::map<size_t, Waiting>;
+
+    /// Whether it was answered: then it waits no more.
+    bool present(Pending::iterator pending, int64_t waitedNs) {
+        size_t const index = pending->first;
+        ISelector::SelectInputParams& in = pending->second.in;
         Outcome& outcome = mResult.outcomes[index];
         Request const& request = *outcome.request;
         in.elapsedMs = waitedNs / kNsPerMs;
-        in.history.swap(mHistory);
-        in.inflight.swap(mInflight);
+        mHistory.swapInto(in);
         auto const out = mSelectors[request.selector]->select(in);
-        in.history.swap(mHistory);
-        in.inflight.swap(mInflight);
+        mHistory.swapInto(in);
         ++outcome.calls;
         outcome.waitedNs = waitedNs;
         check(out, request);
@@ -210,6 +172,10 @@ class Host {
         if (++mCalls == mOptions.explainedCalls) {
             setGate();
         }
+        if (isAnswered) {
+            mWaiting.erase(pending);
+        }
+        return isAnswered;
     }
 
     void readCall(size_t index) {
@@ -227,7 +193,7 @@ class Host {
         }
         if (mOptions.onCall) {
             for (Verdict const& verdict : call.verdicts) {
-                if (FrameLife* const life = lifeOf(verdict.frameNo)) {
+                if (FrameLife* const life = mHistory.lifeOf(verdict.frameNo)) {
                     life->verdicts[outcome.request->requestNo] = verdict;
                 }
             }
@@ -235,34 +201,11 @@ class Host {
         }
     }
 
-    /// Null when nothing is to be told of frames.
-    FrameLife* lifeOf(FrameNo frameNo) {
-        auto const index = mFrameIndex.find(frameNo);
-        return index != mFrameIndex.end() ? &mResult.frames[index->second] : nullptr;
-    }
-
-    void noteLock(FrameNo frameNo, bool wasLocked, bool isLocked) {
-        FrameLife* const life = wasLocked != isLocked ? lifeOf(frameNo) : nullptr;
-        if (life == nullptr) {
-            return;
-        }
-        if (isLocked) {
-            mLockedSinceNs[frameNo] = mNowNs;
-        } else {
-            life->lockedNs.emplace_back(mLockedSinceNs[frameNo], mNowNs);
-        }
-    }
-
-    void setLocked(ISelector::HistoryFrame& frame, bool isLocked) {
-        noteLock(frame.frameNo, frame.locked, isLocked);
-        frame.locked = isLocked;
-    }
-
     void check(ISelector::SelectOutputParams const& out, Request const& request) const {
         for (auto const& entry : out.selectedFrames) {
-            if (entry.second.frameNo != kNoFrame && mHistory.count(entry.second.frameNo) == 0) {
-                throw BrokenPlugin("the plug-in answered R" + std::to_string(request.requestNo) + " with F" +
-                                   std::to_string(entry.second.frameNo) + ", which is not in the history");
+            if (entry.second.frameNo != kNoFrame && mHistory.find(entry.second.frameNo) == nullptr) {
+                throw BrokenPlugin(fmt::format("the plug-in answered R{} with F{}, which is not in the history",
+                                               request.requestNo, entry.second.frameNo));
             }
         }
     }
@@ -271,10 +214,7 @@ class Host {
         for (auto const& [frameNo, operation] : operations) {
             bool const isLock = operation == ISelector::OpT::Lock;
             ++(isLock ? outcome.locks : outcome.unlocks);
-            auto const frame = mHistory.find(frameNo);
-            if (frame != mHistory.end()) {
-                setLocked(frame->second, isLock);
-            }
+            mHistory.setLocked(frameNo, isLock, mNowNs);
         }
     }
 
@@ -285,47 +225,29 @@ class Host {
         outcome.state = isNonZsl ? RequestState::NonZsl : RequestState::FromHistory;
         for (auto const& [index, result] : selected) {
             outcome.chosen[index] = result.frameNo;
-            auto const frame = mHistory.find(result.frameNo);
-            if (frame != mHistory.end()) {
-                outcome.offsetsNs.push_back(frame->second.timestamp - outcome.request->shutterNs);
-                setLocked(frame->second, false);
+            if (auto const* const frame = mHistory.find(result.frameNo)) {
+                outcome.offsetsNs.push_back(frame->timestamp - outcome.request->shutterNs);
+                mHistory.setLocked(result.frameNo, false, mNowNs);
             }
         }
     }
 
     /// The frames of an incomplete answer stay until the request is answered.
     void keep(size_t index, bool isAnswered, std::map<int32_t, ISelector::ZslFrameResult> const& selected) {
-        auto const kept = mKeptBy.find(index);
-        if (kept != mKeptBy.end()) {
-            for (FrameNo const frameNo : kept->second) {
-                mKept.erase(mKept.find(frameNo));
-            }
-            mKeptBy.erase(kept);
+        std::vector<FrameNo> frames;
+        for (auto const& entry : selected) {
+            frames.push_back(entry.second.frameNo);
         }
-        if (!isAnswered && !selected.empty()) {
-            for (auto const& entry : selected) {
-                mKeptBy[index].push_back(entry.second.frameNo);
-                mKept.insert(entry.second.frameNo);
-            }
-        }
-        evict();
+        mHistory.keepFor(index, isAnswered ? std::vector<FrameNo>() : frames, mNowNs);
     }
 
     Session const& mSession;
     HostOptions const& mOptions;
-    size_t mDepth;
     std::vector<std::shared_ptr<ISelector>> mSelectors;
     SessionResult mResult;
-    Pending mPending;
-    Pending mOvertime;  // of a recording: those that were answered by now
-    std::map<FrameNo, ISelector::HistoryFrame> mHistory;
-    std::map<FrameNo, ISelector::InflightFrame> mInflight;
-    std::set<FrameNo> mLeaving;                      // that are to leave when nobody holds them
-    std::map<size_t, std::vector<FrameNo>> mKeptBy;  // by outcome
-    std::multiset<FrameNo> mKept;
+    History mHistory;
+    Pending mWaiting;  // by their place in the session, in which order they are presented
     CallReader mReader;
-    std::map<FrameNo, size_t> mFrameIndex;      // of the session's frames; with HostOptions::onCall
-    std::map<FrameNo, int64_t> mLockedSinceNs;  // likewise
     size_t mCalls = 0;
     int64_t mNowNs = 0;
 };
