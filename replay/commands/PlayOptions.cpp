@@ -1,20 +1,20 @@
 #include "PlayOptions.h"
 
 #include <fmt/core.h>
-#include <unistd.h>
 #include <vzrcam/PropertyStore.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 
+#include "Progress.h"
 #include "replay/input/RecordedSession.h"
 #include "replay/input/SessionReader.h"
 #include "replay/model/InputError.h"
 #include "replay/model/Integer.h"
+#include "replay/model/Printable.h"
 #include "replay/model/TagTable.h"
 #include "replay/model/Units.h"
 
@@ -23,15 +23,6 @@ namespace Replay {
 namespace {
 
 namespace Properties = NSCam::Utils::Properties;
-
-/// The plug-in of the build or installation that this program belongs to; else the one on the library path.
-std::string defaultPlugin() {
-    constexpr char const* kName = "libvzrcam_zsl_sampleselector.so";
-    std::error_code error;
-    auto const program = std::filesystem::read_symlink("/proc/self/exe", error);
-    auto const built = program.parent_path().parent_path() / "lib" / kName;
-    return !error && std::filesystem::exists(built, error) ? built.string() : kName;
-}
 
 void setPropertiesOfFile(std::string const& path) {
     std::error_code error;
@@ -77,32 +68,24 @@ RequestNo parseRequest(std::string const& text) {
     return static_cast<RequestNo>(*number);
 }
 
-/// A line on a terminal, once playing takes longer than two seconds.
+/// Tells how far the session's process is, once playing takes longer than two seconds.
 std::function<void(size_t, size_t)> progressOf(std::string const& name) {
-    if (isatty(STDERR_FILENO) == 0) {
-        return {};
-    }
-    using Clock = std::chrono::steady_clock;
-    return [name, next = Clock::now() + std::chrono::seconds(2), isShown = false](size_t done, size_t all) mutable {
-        if (Clock::now() >= next || (isShown && done == all)) {
-            isShown = true;
-            next = Clock::now() + std::chrono::milliseconds(200);
-            std::cerr << "\r" << name << ": " << 100 * done / all << " % of " << all << " events"
-                      << (done == all ? "\n" : "") << std::flush;
+    return [name, progress = Progress(std::chrono::seconds(2))](size_t done, size_t all) mutable {
+        if (done == all) {
+            progress.clear();
+        } else if (progress.isDue()) {
+            progress.show(fmt::format("{}: {} % of {} events", printable(name), 100 * done / all, all));
         }
     };
 }
 
 }  // namespace
 
-PlayOptions::PlayOptions() : plugin(defaultPlugin()) {}
-
 void addHostOptions(CommandLine& line, PlayOptions& options) {
     auto const whole = [&options](auto PlayOptions::*target) {
         return [&options, target](std::string const& text) { options.*target = text; };
     };
-    line.add("--plugin", "FILE", "The plug-in library (default: the one of this build)",
-             whole(&PlayOptions::plugin));
+    addPluginOptions(line, options);
     line.addRepeatable("--setprop", "NAME=VALUE", "Set a system property; repeatable",
                        [&options](std::string const& text) { options.properties.push_back(text); });
     line.add("--props", "FILE", "Set the properties of a file of name=value lines",
@@ -219,6 +202,7 @@ std::set<RequestNo> requestsOf(SessionSet const& set) {
 RunOptions runOptions(PlayOptions const& options) {
     RunOptions run;
     run.plugin = options.plugin;
+    run.deadline = options.deadline;
     run.host.historyDepth = options.historyDepth;
     return run;
 }
@@ -236,8 +220,9 @@ bool playSessions(Prepared& prepared, RunOptions options) {
             continue;
         }
         ++report.failed;
-        std::cerr << "zsl-replay: " << (run.isPluginMissing ? "" : session.name + ": ") << run.failure << '\n';
-        if (run.isPluginMissing) {
+        bool const isMissing = run.failure.isPluginMissing;
+        std::cerr << "zsl-replay: " << printable((isMissing ? "" : session.name + ": ") + run.failure.text) << '\n';
+        if (isMissing) {
             return false;
         }
     }

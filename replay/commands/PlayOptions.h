@@ -2,26 +2,23 @@
 // the way from an input to its sessions, ready to be played.
 #pragma once
 
-#include "CommandLine.h"
+#include "PluginOptions.h"
 #include "replay/input/Input.h"
 #include "replay/input/PhoneDump.h"
 #include "replay/report/Report.h"
 
 namespace Replay {
 
-struct PlayOptions {
-    std::string plugin;                   ///< as dlopen takes it
+struct PlayOptions : PluginOptions {
     std::string propertyFile;             ///< empty: none
     std::vector<std::string> properties;  ///< name=value
     SettingOverrides settings;
     std::optional<size_t> historyDepth;  ///< unless told: of a recording what it shows, else kHistoryDepth
     DumpOptions dump;                    ///< what is the command line's of it; the rest comes from the settings
     std::set<RequestNo> requests;        ///< only these are shown; empty: all
-
-    PlayOptions();  ///< with the plug-in of the build or installation that this program belongs to
 };
 
-/// Adds --plugin, --setprop, --props, --history, --result-ms, --assume and --client.
+/// Adds --plugin, --deadline-s, --setprop, --props, --history, --result-ms, --assume and --client.
 void addHostOptions(CommandLine& line, PlayOptions& options);
 
 /// Adds --hint, --policy and --timeout-ms, one value each.

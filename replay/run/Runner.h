@@ -1,8 +1,7 @@
 // Sessions played in processes of their own: the plug-in keeps state for its process, and may end it.
 #pragma once
 
-#include <optional>
-
+#include "ChildProcess.h"
 #include "replay/explain/Explain.h"
 #include "replay/host/Host.h"
 
@@ -24,15 +23,16 @@ PlayedSession playInProcess(Session const& session, HostOptions host, bool expla
 /// How a session's process ended.
 struct RunResult {
     std::optional<PlayedSession> played;
-    std::string failure;           ///< without a played session: what went wrong
-    bool isPluginMissing = false;  ///< the plug-in could not be loaded: no other session will fare better
+    Failure failure;                ///< without a played session: what went wrong
+    bool isOutOfProcesses = false;  ///< there was no process to be had
 };
 
 struct RunOptions {
-    HostOptions host;      ///< makeSelector and onCall are the runner's
-    std::string plugin;    ///< as dlopen takes it
-    bool keepLog = false;  ///< host.log is the runner's, too
-    bool explain = false;  ///< explain every request, and tell what became of every frame
+    HostOptions host;                           ///< makeSelector and onCall are the runner's
+    std::string plugin;                         ///< as dlopen takes it
+    std::chrono::duration<double> deadline{0};  ///< for the session's process; 0: none
+    bool keepLog = false;                       ///< host.log is the runner's, too
+    bool explain = false;                       ///< explain every request, and tell what became of every frame
 };
 
 /// Plays the session, which has to outlive the result, in a new process, which loads the plug-in. Lines that
