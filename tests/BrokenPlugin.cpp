@@ -1,4 +1,6 @@
 // A plug-in that does what the environment variable BROKEN says.
+#include <unistd.h>
+
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -11,20 +13,61 @@ using NSCam::ZslPolicy::ISelector;
 
 std::string how() { return std::getenv("BROKEN"); }
 
+/// Of classes that are gone with the library.
+struct OwnError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+    char const* what() const noexcept override { return "of its own"; }
+};
+struct OwnThing {
+    std::string text = "no exception's class";
+};
+
+void hang() {
+    for (;;) {
+        pause();
+    }
+}
+
+/// Ends, hangs or throws, or does not.
+void misbehave(std::string const& kind) {
+    if (kind == "abort") {
+        std::abort();
+    } else if (kind == "exit") {
+        std::_Exit(7);
+    } else if (kind == "exit0") {
+        std::_Exit(0);
+    } else if (kind == "throw") {
+        throw std::runtime_error("no idea");
+    } else if (kind == "own") {
+        throw OwnError("");
+    } else if (kind == "thing") {
+        throw OwnThing();
+    } else if (kind == "hang") {
+        hang();
+    } else if (kind == "close") {
+        for (int descriptor = 0; descriptor < 64; ++descriptor) {
+            close(descriptor);
+        }
+    } else if (kind == "fork" && fork() == 0) {
+        hang();  // with the descriptors of its parent
+    }
+}
+
 class Broken : public ISelector {
   public:
     char const* getName() const override { return "Broken"; }
 
-    SelectOutputParams select(SelectInputParams const& /*in*/) override {
+    SelectOutputParams select(SelectInputParams const& in) override {
+        misbehave(how());
         SelectOutputParams out;
-        if (how() == "abort") {
-            std::abort();
-        } else if (how() == "exit") {
-            std::_Exit(7);
-        } else if (how() == "throw") {
-            throw std::runtime_error("no idea");
+        if (how() == "frame") {
+            out.selectedFrames[0] = {4711, 0};
+        } else if (how() == "reserved") {
+            out.selectedFrames[0] = {in.history.begin()->first, 5};
+        } else if (how() == "set") {
+            out.selectedFrames[0] = {in.history.begin()->first, 0};
+            out.frameNoSet = {8, 9};
         }
-        out.selectedFrames[0] = {4711, 0};
         return out;
     }
 };
@@ -32,6 +75,9 @@ class Broken : public ISelector {
 }  // namespace
 
 extern "C" void createCustomSelector(std::shared_ptr<ISelector>& selector) {
+    if (how().compare(0, 7, "factory") == 0) {
+        misbehave(how().substr(7));
+    }
     if (how() != "null") {
         selector = std::make_shared<Broken>();
     }
