@@ -1,6 +1,7 @@
 // A plug-in that does what the environment variable BROKEN says.
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -23,6 +24,7 @@ struct OwnThing {
 };
 
 void hang() {
+    dprintf(STDERR_FILENO, "hangs %d %d\n", getpid(), getppid());
     for (;;) {
         pause();
     }
@@ -48,7 +50,7 @@ void misbehave(std::string const& kind) {
         for (int descriptor = 0; descriptor < 64; ++descriptor) {
             close(descriptor);
         }
-    } else if (kind == "fork" && fork() == 0) {
+    } else if (kind.compare(0, 4, "fork") == 0 && (fork() == 0 || kind == "forkhang")) {
         hang();  // with the descriptors of its parent
     }
 }

@@ -59,9 +59,36 @@ printf '{"frames": [], "frames": []}' >"$work/twice"
 for kind in gzip:gzip utf16:UTF-16 array:'a JSON array' log:logcat empty:empty twice:'/frames: the key stands twice'; do
     check 2 "${kind#*:}" "$work/${kind%%:*}"
 done
-# A plug-in that breaks ends its session, not the tool.
-for kind in null:'leaves the pointer null' abort:'signal 6' exit:'exit code 7' throw:'threw an exception: no idea' frame:'F4711, which is not in the history'; do
-    BROKEN=${kind%%:*} check 1 "${kind#*:}" --plugin "$broken" "$stable"
+# A plug-in that breaks ends its session, not the tool: played, swept over, and verified. File names may be any bytes.
+recording=$work/$'\377.ndjson' session=$work/$'\377.json' threw='the plug-in threw an exception'
+cp "$(dirname "$0")/data/recording-1.ndjson" "$recording"
+cp "$stable" "$session"
+for kind in null:'leaves the pointer null' abort:'the plug-in ended the process: signal 6' exit:'exit code 7' exit0:'exit code 0, without' \
+    factoryexit0:'exit code 0, without' close:'exit code 0, without' throw:"$threw: no idea" own:"$threw: of its own" \
+    factoryown:"$threw: of its own" thing:"$threw\$" hang:'did not return within 0.5 s'; do
+    for command in "play $session" "sweep $session" "verify $recording"; do
+        BROKEN=${kind%%:*} check 1 "${kind#*:}" ${command%% *} --deadline-s 0.5 --plugin "$broken" "${command#* }"
+    done
+done
+BROKEN=frame check 1 'F4711, which is not in the history' --plugin "$broken" "$stable"
+BROKEN=fork check 0 '2 still pending' --deadline-s 9 --plugin "$broken" "$stable"
+BROKEN=reserved check 4 'recorded F.* \(reserved 0\); now F.* \(reserved 5\)' verify --plugin "$broken" "$recording"
+BROKEN=set check 4 'recorded .*, frameNoSet \{\}; now F.*, frameNoSet \{8 9\}' verify --plugin "$broken" "$recording"
+head -2 "$recording" >"$work/none.ndjson"
+check 2 'none.ndjson: no call is recorded' verify "$work/none.ndjson"
+check 2 "--deadline-s: 'nan' is no number" verify --deadline-s nan "$work/none.ndjson"
+# Nothing stays behind: neither when the tool is ended, nor when a process between it and the plug-in is.
+ended() { for _ in $(seq 50); do grep -qs '^State:.[^XZ]' "/proc/$1/status" || return 0; sleep 0.1; done; return 1; }
+for signal in TERM KILL worker; do
+    [ ${#emulator[@]} -eq 0 ] || break  # whose processes have other parents
+    : >"$work/out"
+    BROKEN=hang "$replay" sweep --plugin "$broken" "$stable" >>"$work/out" 2>&1 &
+    tool=$!
+    until read -r _ child worker < <(grep ^hangs "$work/out") || ! kill -0 $tool; do sleep 0.05; done
+    if [ $signal = worker ]; then kill -KILL "$worker"; else kill -$signal $tool; fi
+    wait $tool 2>/dev/null
+    ended "$child" && ended "$worker" && { [ $signal != worker ] || grep -q 'json: its process ended: signal 9' "$work/out"; } ||
+        fail "ended by $signal"
 done
 if [ -e /dev/full ]; then
     run "$stable" 2>"$work/out" >/dev/full
@@ -91,6 +118,16 @@ check 1 'bad.json: /requests/0: expected an object' sweep --hint 0,2 "$work/bad.
 check 2 "--hint: there is no strategy 7" sweep --hint 0,7 "$work/folder"
 check 1 'cannot load the plug-in /nonexistent.so' sweep --plugin /nonexistent.so "$work/folder"
 BROKEN=abort check 1 '2 of 2 inputs failed' sweep --plugin "$broken" "$work/folder"
+mkfifo "$work/folder/fifo"
+ln -s .. "$work/folder/below/up"
+ln -s self "$work/folder/self"
+for left in 'fifo: left out: a FIFO' 'up: left out: leads back to a folder above' 'self: left out: links that lead nowhere'; do
+    check 0 "$left" sweep --hint 2 "$work/folder"
+done
+check 2 'fifo: is a FIFO; expected a file' sweep "$work/folder/fifo"
+# Few descriptors make it slower.
+(ulimit -n 14 && check 0 '^0 +0 .* 18 +18 ' sweep --hint 0,1,2,3 --policy default,0 --jobs 64 - <"$work/sessions" && exit $failures) ||
+    failures=$((failures + 1))
 check 0 '^2 requests' --html "$work/page.html" --svg "$work/timeline.svg" --trace "$work/trace.json" "$late"
 check 1 'nowhere/page.html: No such file' --html "$work/nowhere/page.html" "$late"
 check 2 'nosuch: No such file' nosuch
