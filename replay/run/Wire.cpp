@@ -9,7 +9,6 @@ namespace Replay {
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Reason, name, words, isOfFrames)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Verdict, frameNo, isRefused, isUnchecked, reason)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(FrameLife, leftNs, lockedNs, verdicts)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(LogLine, priority, tag, text, sessionNs)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Outcome, state, chosen, offsetsNs, waitedNs, calls, locks, unlocks, refusals,
                                    hasTimedOut)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Explanation, heading, lines, closing)
@@ -84,7 +83,6 @@ std::string pack(PlayedSession const& played) {
     writer.add(played.result);
     writer.addList(played.result.outcomes);
     writer.addList(played.result.frames);
-    writer.addList(played.result.log);
     writer.addList(played.explanations);
     return writer.take();
 }
@@ -94,7 +92,6 @@ PlayedSession unpackPlayed(std::string const& bytes, Session const& session) {
     PlayedSession played{&session, reader.next().get<SessionResult>(), {}};
     reader.takeList(played.result.outcomes);
     reader.takeList(played.result.frames);
-    reader.takeList(played.result.log);
     reader.takeList(played.explanations);
     for (size_t index = 0; index < played.result.outcomes.size(); ++index) {
         played.result.outcomes[index].request = &session.requests[index];
