@@ -15,6 +15,7 @@
 #include "replay/model/InputError.h"
 #include "replay/model/Integer.h"
 #include "replay/model/Printable.h"
+#include "replay/model/Strategies.h"
 #include "replay/model/TagTable.h"
 #include "replay/model/Units.h"
 
@@ -107,8 +108,8 @@ void addHostOptions(CommandLine& line, PlayOptions& options) {
 }
 
 void addSettingOptions(CommandLine& line, PlayOptions& options) {
-    line.add("--hint", "0-4",
-             "Strategy: 0 continuous, 1 FIFO, 2 latest, 3 latest with quality check, 4 MFNR then HDR",
+    static std::string const hints = "Strategy: " + strategyList();
+    line.add("--hint", "0-4", hints.c_str(),
              [&options](std::string const& text) { options.settings.hint = parseHint(text); });
     line.add("--policy", "BITS", "Policy bit set: a number, or names joined by |",
              [&options](std::string const& text) { options.settings.policy = parsePolicy(text); });

@@ -9,6 +9,7 @@
 
 #include "InputError.h"
 #include "Integer.h"
+#include "Strategies.h"
 #include "TagTable.h"
 #include "zsl/policy/ISelector.h"
 
@@ -29,9 +30,6 @@ constexpr struct {
              {"ZeroShutterDelay", Policy::ZeroShutterDelay},
              {"ContinuousFrame", Policy::ContinuousFrame},
              {"ForcePending", Policy::ForcePending}};
-
-constexpr char const* kStrategies[] = {"continuous", "first in first out", "latest", "latest with quality check",
-                                       "noise reduction, then HDR"};
 
 std::string namesOf(uint32_t policy) {
     std::string names;
@@ -92,7 +90,8 @@ Settings settingsInForce() {
     constexpr int64_t kDefaultTimeoutMs = 1000;
     Settings settings;
     settings.hint = forced(kForceHint, 0);
-    settings.strategy = settings.hint <= 4 ? kStrategies[settings.hint] : "unknown, so continuous";
+    Strategy const* const strategy = strategyOf(settings.hint);
+    settings.strategy = strategy != nullptr ? strategy->name : "unknown, so continuous";
     settings.timeoutMs = forced(kForceTimeout, kDefaultTimeoutMs);
     uint32_t const policy =
         fixedPolicyOf(settings.hint).value_or(static_cast<uint32_t>(forced(kForcePolicy, kDefaultPolicy)));
@@ -138,11 +137,8 @@ int64_t parseHint(std::string const& text) {
     if (!number || *number < 0) {
         throw InputError(fmt::format("--hint: '{}' is no whole number from 0 to 4", text));
     }
-    if (*number > 4) {
-        throw InputError(
-            fmt::format("--hint: there is no strategy {}; 0 continuous, 1 first in first out, 2 latest, 3 "
-                        "latest with quality check, 4 noise reduction, then HDR",
-                        *number));
+    if (strategyOf(*number) == nullptr) {
+        throw InputError(fmt::format("--hint: there is no strategy {}; {}", *number, strategyList()));
     }
     return *number;
 }
@@ -182,7 +178,7 @@ std::optional<std::string> unreadPolicy(int64_t hint, uint32_t policy) {
         return std::nullopt;
     }
     return fmt::format(
-        "hint {} ({}) {}: --policy {} counts for requests outside bursts alone", hint, kStrategies[hint],
+        "hint {} ({}) {}: --policy {} counts for requests outside bursts alone", hint, strategyOf(hint)->name,
         *fixed == 0 ? "reads no policy bit" : "always judges by " + namesOf(*fixed), namesOf(policy));
 }
 
