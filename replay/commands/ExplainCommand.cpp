@@ -1,10 +1,12 @@
 // zsl-replay explain: tells call by call why each request got its frames.
 #include <iostream>
+#include <sstream>
 
 #include "Commands.h"
 #include "PlayOptions.h"
 #include "replay/explain/Logcat.h"
 #include "replay/model/InputError.h"
+#include "replay/model/Printable.h"
 
 namespace Replay {
 
@@ -19,8 +21,12 @@ struct Arguments : PlayOptions {
 class Printer {
   public:
     void print(std::string const& text) {
-        std::cout << (mIsFirst ? "" : "\n") << text;
+        std::cout << (mIsFirst ? "" : "\n");
         mIsFirst = false;
+        std::istringstream lines(text);  // with words from outside
+        for (std::string line; std::getline(lines, line);) {
+            std::cout << printable(line) << '\n';
+        }
     }
 
   private:
@@ -57,7 +63,7 @@ int explainSessions(Arguments const& arguments) {
         }
     }
     for (std::string const& note : set.notes) {
-        std::cerr << "zsl-replay: note: " << note << '\n';
+        std::cerr << "zsl-replay: note: " << printable(note) << '\n';
     }
     return report.failed > 0 ? kExitFailed : 0;
 }
@@ -80,9 +86,12 @@ int explainLog(Arguments const& arguments) {
     Printer printer;
     for (LoggedProcess const& process : processes) {
         if (!process.hasDebug) {
-            std::cerr << "zsl-replay: note: process " << process.id
+            std::cerr << "zsl-replay: note: process " << printable(process.id)
                       << " has no DEBUG lines of the selector: frames that qualified, answers and locks are not in "
                          "this log; see docs/log.md\n";
+        }
+        for (std::string const& note : process.notes) {
+            std::cerr << "zsl-replay: note: " << printable(note) << '\n';
         }
         bool isNamed = processes.size() == 1;
         for (LoggedRequest const& request : process.requests) {

@@ -43,18 +43,18 @@ double usualPeriodNs(Session const& session) {
 }
 
 /// A letter for a refusal, so that it is not told by colour alone.
-char letterOf(std::string const& reason) {
-    static constexpr struct {
-        char const* start;
-        char letter;
-    } kLetters[] = {{"AF", 'A'}, {"AE", 'E'},       {"soft", 'S'},    {"sensors", 'Y'},
-                    {"EV", 'V'}, {"sensor m", 'M'}, {"streams", 'N'}, {"forced", 'P'}};
-    for (auto const& entry : kLetters) {
-        if (reason.compare(0, std::string(entry.start).size(), entry.start) == 0) {
-            return entry.letter;
-        }
+char letterOf(ReasonKind reason) {
+    switch (reason) {
+        case ReasonKind::Focus: return 'A';
+        case ReasonKind::Exposure: return 'E';
+        case ReasonKind::SoftExposure: return 'S';
+        case ReasonKind::FrameSync: return 'Y';
+        case ReasonKind::Ev: return 'V';
+        case ReasonKind::SensorMode: return 'M';
+        case ReasonKind::Streams: return 'N';
+        case ReasonKind::ForcedPending: return 'P';
+        default: return 'X';
     }
-    return 'X';
 }
 
 /// How a frame fared with all requests together, in a few letters.
@@ -71,7 +71,7 @@ Mark markOf(FrameLife const& life) {
         Verdict const& verdict = entry.second;
         isFit = isFit || !verdict.isRefused;
         isUnchecked = isUnchecked || verdict.isUnchecked;
-        char const letter = letterOf(verdict.reason.name);
+        char const letter = letterOf(verdict.reason.kind);
         if (verdict.isRefused && letters.find(letter) == std::string::npos) {
             letters += letter;
         }

@@ -20,7 +20,13 @@ PlayedSession playOnPlugin(Session const& session, RunOptions const& options) {
 PlayedSession playInProcess(Session const& session, HostOptions host, bool explain) {
     std::vector<Explainer> explainers;
     if (explain) {
-        explainers.resize(session.requests.size(), Explainer(std::make_shared<Timestamps>()));
+        auto const timestamps = std::make_shared<Timestamps>();
+        for (Frame const& frame : session.frames) {
+            (*timestamps)[frame.frameNo] = frame.startNs;
+        }
+        for (Request const& request : session.requests) {
+            explainers.emplace_back(timestamps, request.shutterNs);
+        }
         host.onCall = [&explainers](size_t request, CallStory const& call) {
             if (call.isNamed) {
                 explainers[request].add(call);

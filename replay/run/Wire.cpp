@@ -6,7 +6,7 @@
 namespace Replay {
 
 // Of a list's elements the fields go by their names. What points into the session is put back by its place there.
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Reason, name, words, isOfFrames)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Reason, kind, name, words)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Verdict, frameNo, isRefused, isUnchecked, reason)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(FrameLife, leftNs, lockedNs, verdicts)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Outcome, state, chosen, offsetsNs, waitedNs, calls, locks, unlocks, refusals,

@@ -1,45 +1,26 @@
 #include "CallReader.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
-#include <cstdio>
 
 #include "zsl/policy/ISelector.h"
 
 namespace Replay {
 
-namespace {
-
 using NSCam::ZslPolicy::kNoFrame;
 
-std::string frameName(int64_t number) { return number == kNoFrame ? "none" : "F" + std::to_string(number); }
+namespace {
 
-/// Reads the name of a request in front of a line, `[function] [r900,92/1000ms]<word>IspHidl(1/3) `; the length of
-/// it, 0 if there is none.
-size_t readRequest(std::string const& line, CallStory& call) {
-    unsigned requestNo = 0;
-    long waitedMs = 0;
-    long timeoutMs = 0;
-    char word[64] = "";
-    int length = 0;
-    if (std::sscanf(line.c_str(), "%*[^ ] [r%u,%ld/%ldms]<%63[^>]>%n", &requestNo, &waitedMs, &timeoutMs, word,
-                    &length) != 4 ||
-        length == 0) {
-        return 0;
-    }
-    call.requestNo = requestNo;
-    call.isNamed = true;
-    call.waitedMs = waitedMs;
-    call.timeoutMs = timeoutMs;
-    call.strategy = word;
-    int burstLength = 0;
-    if (std::sscanf(line.c_str() + length, "IspHidl(%d/%d)%n", &call.burstIdx, &call.burstCnt, &burstLength) == 2) {
-        length += burstLength;
-    }
-    auto const end = static_cast<size_t>(length);
-    return end < line.size() && line[end] == ' ' ? end + 1 : end;
+std::string frameName(uint32_t number) { return number == kNoFrame ? "none" : fmt::format("F{}", number); }
+
+/// The continuous selection serves the request itself, not a burst.
+bool isOwnSelection(CallStory const& call) { return call.strategy == "multiFrame" || call.strategy == "none"; }
+
+std::string frameAfter(std::string_view rest, std::string_view label) {
+    auto const number = numberAfter<uint32_t>(rest, label);
+    return number ? frameName(*number) : "a frame";
 }
-
-bool isVerdict(std::string const& line) { return startsWith(line, "[isQualify] "); }
 
 }  // namespace
 
@@ -47,226 +28,513 @@ bool CallStory::isNonZsl() const {
     return isServed && std::find(selected.begin(), selected.end(), kNoFrame) != selected.end();
 }
 
-bool isSelectorDebug(std::string const& line) {
-    return !startsWith(line, "[operator()]") && (!startsWith(line, "[is") || startsWith(line, "[ispHidl"));
+/// What stands in front of a line about a request: "[function] [r900,92/1000ms]<word>IspHidl(1/3) ".
+struct CallReader::Heading {
+    bool isThere = false;
+    uint32_t requestNo = 0;
+    int64_t waitedMs = 0;
+    int64_t timeoutMs = 0;
+    std::string_view word;
+    int burstIdx = -1;
+    int burstCnt = -1;
+    std::string_view rest;
+
+    explicit Heading(std::string_view line) {
+        size_t const place = line.find(' ');
+        Cursor cursor{line.substr(std::min(place, line.size()))};
+        if (!cursor.skip(" [r") || !cursor.number(requestNo) || !cursor.skip(",") || !cursor.number(waitedMs) ||
+            !cursor.skip("/") || !cursor.number(timeoutMs) || !cursor.skip("ms]<")) {
+            return;
+        }
+        size_t const close = cursor.rest.find('>');
+        if (close == std::string_view::npos) {
+            return;
+        }
+        word = cursor.rest.substr(0, close);
+        cursor.rest.remove_prefix(close + 1);
+        if (cursor.skip("IspHidl(") &&
+            (!cursor.number(burstIdx) || !cursor.skip("/") || !cursor.number(burstCnt) || !cursor.skip(")"))) {
+            return;
+        }
+        cursor.skip(" ");
+        rest = cursor.rest;
+        isThere = true;
+    }
+};
+
+/// A line about a request, by how it begins behind the request's name.
+struct CallReader::RequestLine {
+    std::string_view beginning;
+    std::string_view whole;  ///< a line without this was cut before it said what it has to say
+    Phase phase;
+    void (CallReader::*take)(std::string_view rest) = nullptr;
+    ReasonKind wait = ReasonKind::None;  ///< the line ends the call, which waits for this reason
+    bool mayFollowEnd = false;
+};
+
+CallReader::RequestLine const* CallReader::find(std::string_view rest) {
+    using Reader = CallReader;
+    static constexpr RequestLine kLines[] = {
+        {"INFO: hint=", ", policy=", Phase::Opening, &Reader::takePolicy},
+        {"INVALID: ispHidl request", "", Phase::Opening, &Reader::takeError},
+        {"INVALID: no selector", "", Phase::Opening, &Reader::takeError},
+        {"INVALID: fail to find IspHidlReqObj", "", Phase::Preparing, &Reader::takeError, ReasonKind::UnknownBurst},
+        {"INVALID: fail to get VZR_CONTROL_AE_EXPOSURE_COMPENSATION", "", Phase::Preparing, &Reader::takeError,
+         ReasonKind::RequestWithoutEv},
+        {"EMPLACE: ", "", Phase::Preparing, &Reader::takeBegin},
+        {"ERASE: ", "", Phase::Any, &Reader::takeOver, ReasonKind::None, true},
+        {"zsdTs(", "=> hf[", Phase::Preparing, &Reader::takeShutter},
+        {"search continuous from hf", "", Phase::Preparing, &Reader::takeSearch},
+        {"cannot get continuous", "", Phase::Counting, &Reader::takeNoRun},
+        {"select #", " hfs", Phase::Counting, &Reader::takeSelected},
+        {"PENDING: sel(#", "zf(#", Phase::Counting, &Reader::takePending},
+        {"TIMEOUT: sel(#", "to non-Zsl", Phase::Counting, &Reader::takeTimeOut},
+        {"MAPPING(R", "pending due", Phase::Ended, &Reader::takeTooFewPassed},
+        {"MAPPING: (operate at ", "", Phase::Any, &Reader::takeMapping},
+        {"MAPPING: (TIMEOUT: ", "", Phase::Preparing, &Reader::takeMappingTimeOut},
+        {"MAPPING: (Verify failed!", "", Phase::Any, &Reader::takeVerifyFailed},
+        {"SELECT: R", "]", Phase::Ended, &Reader::takeServed},
+        {"LOCK: ", "hF", Phase::Any, &Reader::takeLock, ReasonKind::None, true},
+        {"UNLOCK: ", "hF", Phase::Any, &Reader::takeLock, ReasonKind::None, true},
+        {"STATE: ", "", Phase::Any, &Reader::takeState, ReasonKind::None, true},
+        {"DEBUG: curFrameNumbers={", "", Phase::Preparing},
+        {"DEBUG: curFrameNumbers(", "send ", Phase::Preparing, &Reader::takeTooFewKnown},
+        {"DEBUG: history get F", "", Phase::Preparing, &Reader::takeSkipped},
+        {"DEBUG: inflight get F", "", Phase::Preparing, &Reader::takeSkipped},
+        {"DEBUG: selectLatest={", "", Phase::Preparing},
+        {"DEBUG: toleranceFrameCnt=", "", Phase::Preparing},
+        {"DEBUG: after check quality", "", Phase::Any},
+        {"INFO: (operate at ", "", Phase::Any, &Reader::takeQuality},
+        {"DEBUG: (operate at ", "in history yet", Phase::Ended, nullptr, ReasonKind::FrameInFlight},
+        {"DEBUG: cannot select R", "(FIFO)", Phase::Ended, nullptr, ReasonKind::NotItsTurn},
+        {"DEBUG: not pre-collect", "", Phase::Preparing, nullptr, ReasonKind::OtherPhase},
+        {"DEBUG: is pre-collect", "", Phase::Preparing, nullptr, ReasonKind::OtherPhase},
+        {"DEBUG: mapping={", "", Phase::Any, &Reader::takeHdrMapping, ReasonKind::None, true},
+        {"DEBUG: F", "get pre-collect hint", Phase::Any, &Reader::takeHinted}};
+    auto const* const line = std::find_if(std::begin(kLines), std::end(kLines), [&](RequestLine const& candidate) {
+        return startsWith(rest, candidate.beginning);
+    });
+    return line != std::end(kLines) && contains(rest, line->whole) ? line : nullptr;
 }
 
-bool CallReader::beginsCall(std::string const& line) const {
-    if (!mHasLines) {
+/// The lines that stand before the strategy's own, in their order; 0: not one of them.
+int CallReader::openingRank(std::string_view line) {
+    if (startsWith(line, "[invokeADB]")) {
+        return 1;
+    }
+    if (startsWith(line, "[select] DEBUG: ")) {
+        return 2;
+    }
+    bool const isOpening = startsWith(line, "[select] ") || contains(line, "] DEBUG: curPreCollects(");
+    return isOpening ? 3 : 0;
+}
+
+/// The quality check counts after each of its sets, and goes on judging.
+CallReader::Phase CallReader::phaseOf(RequestLine const& line, Heading const& heading) {
+    bool const isCounted = line.phase == Phase::Counting && heading.word == "ispHidlSelect_LatestWithQuality";
+    return isCounted ? Phase::Judging : line.phase;
+}
+
+/// Whether the heading is not the present call's.
+bool CallReader::isAnother(Heading const& heading) const {
+    return heading.isThere && mNow.call.isNamed &&
+           (heading.requestNo != mNow.call.requestNo || heading.waitedMs != mNow.call.waitedMs);
+}
+
+bool CallReader::beginsCall(std::string_view line, Heading const& heading, RequestLine const* known) const {
+    if (mSource == LogSource::Host || mNow.phase == Phase::Empty) {
         return false;
     }
-    if (startsWith(line, "[invokeADB]") || startsWith(line, "[select]") ||
-        contains(line, "DEBUG: curPreCollects(")) {
-        return !mIsOpening;
+    if (int const rank = openingRank(line)) {
+        return mNow.phase > Phase::Opening || rank < mNow.openingRank || (rank > 1 && rank == mNow.openingRank);
     }
-    if (!startsWith(line, "[is") && mCall.isNamed) {  // without DEBUG lines not every call has an opening line
-        CallStory other;
-        return readRequest(line, other) != 0 &&
-               (other.requestNo != mCall.requestNo || other.waitedMs != mCall.waitedMs);
+    if (isAnother(heading)) {
+        return true;
     }
-    return false;
+    if (known != nullptr) {
+        Phase const phase = phaseOf(*known, heading);
+        bool const isSecondShutter = mNow.call.shutterNs && startsWith(known->beginning, "zsdTs(");
+        return isSecondShutter || (mNow.phase == Phase::Ended ? !known->mayFollowEnd : phase < mNow.phase);
+    }
+    if (!startsWith(line, "[isQualify] ")) {
+        return mNow.phase > Phase::Judging && stageOf(line) != 0;
+    }
+    // A strategy judges a frame once, in ascending order; the sets of the quality check overlap.
+    auto const& verdicts = mNow.call.verdicts;
+    auto const frameNo = numberAfter<uint32_t>(line, "hf[F");
+    bool const isRepeated = frameNo && verdicts.size() > mNow.round && !isQualityCheck() &&
+                            static_cast<int32_t>(*frameNo - verdicts.back().frameNo) <= 0;
+    return mNow.phase > Phase::Judging || isRepeated;
 }
 
-void CallReader::take(std::string const& line) {
+std::optional<CallStory> CallReader::take(std::string_view line) {
     if (startsWith(line, "[SampleSelector]") || startsWith(line, "[~SampleSelector]")) {
-        return;
+        return std::nullopt;
     }
-    mHasLines = true;
-    mIsOpening = startsWith(line, "[invokeADB]") || startsWith(line, "[select] DEBUG: ");
+    Heading const heading(line);
+    RequestLine const* const known = heading.isThere ? find(heading.rest) : nullptr;
+    std::optional<CallStory> before;
+    int const rank = openingRank(line);
+    if (beginsCall(line, heading, known)) {
+        if (rank == 0 && isAnother(heading)) {
+            mNow.call.verdicts.resize(mNow.attributed);  // the other call's first lines are missing
+        }
+        before = endCall();
+    }
+    mNow.phase = std::max(mNow.phase, Phase::Opening);
+    mNow.openingRank = std::max(mNow.openingRank, rank);
     // A call may write a hundred lines: the function at the head of a line says what to look for.
-    if (isVerdict(line)) {
+    if (startsWith(line, "[isQualify] ")) {
         takeVerdict(line);
-    } else if (startsWith(line, "[isAFStable] ") || startsWith(line, "[isMatched] ") ||
-               startsWith(line, "[isRequired") || startsWith(line, "[operator()] ")) {
-        takeDetail(line);
-    } else if (size_t const length = readRequest(line, mCall)) {
-        takeOfRequest(line, line.substr(length));
+    } else if (stageOf(line) != 0) {
+        takeJudging(line);
+    } else if (heading.isThere) {
+        takeOfRequest(heading.rest, heading, known);
     } else if (startsWith(line, "[Fatal]")) {
-        mCall.steps.push_back("error: " + line);
-    } else if (!contains(line, "DEBUG: ") && !startsWith(line, "[invokeADB]")) {
-        mIsTorn = true;  // every other line names its request
+        addStep("error: " + std::string(line));
+    } else if (!contains(line, "DEBUG: ") && rank == 0 && !startsWith(line, "[tryGet")) {
+        mNow.isTorn = true;  // every other line names its request
     }
+    return before;
 }
 
-void CallReader::takeDetail(std::string const& line) {
-    if (auto const detail = detailOf(line)) {
-        mDetail = *detail;
-    } else if (contains(line, "isRequiredEV fail: ")) {
-        auto const had = numberAfter(line, "EV(History)=");
-        auto const target = numberAfter(line, "EV(Target)=");
-        if (had && target) {
-            mCall.ev = static_cast<int>(*target);
-            mDetail = {"", std::to_string(*had) + ", not " + std::to_string(*target)};
-        }
-    } else if (contains(line, "isRequiredEV OK: ")) {
-        if (auto const target = numberAfter(line, "EV=")) {
-            mCall.ev = static_cast<int>(*target);
-        }
+void CallReader::takeGap(std::string const& words) {
+    if (mNow.phase != Phase::Empty) {
+        mNow.isTorn = true;
+        loseVerdict();
     }
+    mNow.phase = std::max(mNow.phase, Phase::Opening);
+    addStep(words);
 }
 
-void CallReader::takeVerdict(std::string const& line) {
-    auto const frameNo = numberAfter(line, "hf[F");
-    Verdict verdict;
-    verdict.frameNo = static_cast<uint32_t>(frameNo.value_or(0));
-    Phrase const* const phrase = verdictPhrase(line);
-    if (phrase != nullptr) {
-        verdict.isRefused = true;
-        bool const hasName = phrase->hasDetail && !mDetail.name.empty();
-        bool const hasWords = phrase->hasDetail && !mDetail.words.empty();
-        verdict.reason = {phrase->name + (hasName ? " " + mDetail.name : ""),
-                          phrase->words + (hasWords ? " " + mDetail.words : "")};
-        mRefusal = verdict.reason;
-        mRefusal.isOfFrames = true;
-    } else if (contains(line, "TIMEOUT: take hf")) {
-        verdict.isUnchecked = true;
-        mCall.hasTimedOut = true;
-    } else if (!contains(line, "] OK")) {
-        mIsTorn = true;
+void CallReader::takeOfRequest(std::string_view rest, Heading const& heading, RequestLine const* known) {
+    CallStory& call = mNow.call;
+    if (!call.isNamed && mSource == LogSource::Logcat && mNow.openingRank == 0) {
+        call.verdicts.clear();  // which may be of the call before
+        loseVerdict();
+    }
+    if (!call.isNamed) {
+        auto const mapped = mMapped.find(heading.requestNo);
+        mNow.wentNonZslBefore = mapped != mMapped.end() && mapped->second == kNoFrame;
+    }
+    call.requestNo = heading.requestNo;
+    call.isNamed = true;
+    call.waitedMs = heading.waitedMs;
+    call.timeoutMs = heading.timeoutMs;
+    call.strategy = heading.word;
+    call.burstIdx = heading.burstIdx;
+    call.burstCnt = heading.burstCnt;
+    if (known == nullptr) {
+        mNow.isTorn = true;
         return;
     }
-    mDetail = {};
-    if (frameNo) {
-        mCall.stepsBefore = mCall.verdicts.empty() ? mCall.steps.size() : mCall.stepsBefore;
-        mCall.verdicts.push_back(std::move(verdict));
+    if (mNow.stage != 0) {
+        loseVerdict();
     }
-}
-
-void CallReader::takeOfRequest(std::string const& line, std::string const& rest) {
-    if (isTorn(rest)) {
-        mIsTorn = true;
-        return;
+    mNow.attributed = call.verdicts.size();
+    if (known->phase != Phase::Any) {
+        mNow.phase = std::max(mNow.phase, phaseOf(*known, heading));
     }
-    if (startsWith(rest, "zsdTs(")) {
-        mCall.shutterNs = numberAfter(rest, "zsdTs(");
-    } else if (startsWith(rest, "INFO: hint=")) {
-        size_t const policy = rest.find("policy=");
-        mCall.policy = policy == std::string::npos ? "" : rest.substr(policy + 7);
-    }
+    mNow.round = known->phase == Phase::Counting ? call.verdicts.size() : mNow.round;
     takeFrame(rest);
-    takeStep(rest);
-    bool const isOwnSelection = mCall.strategy == "multiFrame" || mCall.strategy == "none";
-    if (startsWith(rest, "SELECT: ")) {
-        mCall.isServed = true;
-        if (auto const frame = numberAfter(rest, "[hF")) {
-            mCall.selected = {static_cast<uint32_t>(*frame)};
-        }
-    } else if (startsWith(rest, "MAPPING: ")) {
-        takeMapping(rest);
-    } else if (startsWith(rest, "select #") && isOwnSelection) {
-        takeSelection(rest);
-    } else if (contains(rest, "change to non-Zsl")) {
-        mCall.hasTimedOut = true;
-        mCall.isServed = isOwnSelection;
-        auto const missing = numberAfter(rest, "zf(#").value_or(0) - static_cast<int64_t>(mCall.selected.size());
-        mCall.selected.insert(mCall.selected.end(), static_cast<size_t>(std::clamp<int64_t>(missing, 0, 64)),
-                              kNoFrame);
-    } else if (contains(rest, "(TIMEOUT: ")) {
-        mCall.hasTimedOut = true;
-    } else if (Phrase const* const other = waitPhrase(line)) {
-        mOther = {other->name, other->words};
+    if (known->take != nullptr) {
+        (this->*known->take)(rest);
     }
+    if (known->wait != ReasonKind::None) {
+        mNow.other = reasonOf(known->wait);
+        end(false);
+    }
+}
+
+// ---- Frames that are judged
+
+/// A frame's verdict is missing: neither its details nor what was told before may stand for what follows.
+void CallReader::loseVerdict() {
+    if (mSource == LogSource::Host) {
+        return;
+    }
+    mNow.detail = {};
+    mNow.refusal = {};
+    mNow.stage = 0;
+    mNow.fit = 0;
+    mNow.lacksVerdicts = true;
+}
+
+void CallReader::takeJudging(std::string_view line) {
+    int const stage = stageOf(line);
+    bool const stepsBack = stage < mNow.stage || (stage == mNow.stage && !isRepeatable(stage));
+    bool const isOfNext = mNow.detail.of != ReasonKind::None && stage != 5 && stage != 7;
+    if (mNow.stage != 0 && (stepsBack || isOfNext)) {
+        loseVerdict();
+    }
+    mNow.phase = std::max(mNow.phase, Phase::Judging);
+    mNow.stage = stage;
+    Detail detail = detailOf(line);
+    if (detail.of != ReasonKind::None || stage == 6) {  // a stream whose exposure passes takes back the one before
+        mNow.detail = std::move(detail);
+    }
+    auto const target =
+        numberAfter<int>(line, contains(line, "isRequiredEV OK: ") ? "isRequiredEV OK: EV=" : "EV(Target)=");
+    mNow.call.ev = target ? target : mNow.call.ev;
+}
+
+void CallReader::takeVerdict(std::string_view line) {
+    auto const frameNo = numberAfter<uint32_t>(line, "hf[F");
+    VerdictLine const said = verdictOf(line);
+    if (said.kind == VerdictKind::Torn || !frameNo) {
+        mNow.isTorn = true;
+        loseVerdict();
+        return;
+    }
+    if (mNow.detail.of != ReasonKind::None && mNow.detail.of != said.reason) {
+        loseVerdict();  // the detail was of another frame
+    }
+    mNow.phase = std::max(mNow.phase, Phase::Judging);
+    Verdict verdict;
+    verdict.frameNo = *frameNo;
+    verdict.isRefused = said.kind == VerdictKind::Refused;
+    verdict.isUnchecked = said.kind == VerdictKind::Unchecked;
+    if (verdict.isRefused) {
+        Detail const detail = said.hasDetail ? mNow.detail : Detail();
+        verdict.reason = reasonOf(said.reason, detail.name, detail.words);
+        mNow.refusal = verdict.reason;
+    }
+    mNow.call.hasTimedOut = mNow.call.hasTimedOut || verdict.isUnchecked;
+    mNow.fit = verdict.isRefused ? 0 : mNow.fit + 1;
+    mNow.detail = {};
+    mNow.stage = 0;
+    CallStory& call = mNow.call;
+    call.stepsBefore = call.verdicts.empty() ? call.steps.size() : call.stepsBefore;
+    call.verdicts.push_back(std::move(verdict));
 }
 
 /// A frame with its timestamp, "hf[F26 R26 ts:832500000 ...]".
-void CallReader::takeFrame(std::string const& rest) {
+void CallReader::takeFrame(std::string_view rest) {
     size_t const shape = rest.find("hf[F");
-    auto const frame = numberAfter(rest, "hf[F");
-    if (shape == std::string::npos || !frame) {
+    if (shape == std::string_view::npos) {
         return;
     }
-    if (auto const timestamp = numberAfter(rest, " ts:", shape)) {
-        mCall.timestampNs[static_cast<uint32_t>(*frame)] = *timestamp;
-    }
-    if (startsWith(rest, "zsdTs(")) {
-        mCall.shutterFrame = static_cast<uint32_t>(*frame);
-    }
-}
-
-void CallReader::takeStep(std::string const& rest) {
-    auto const frameAfter = [&](std::string_view label) {
-        auto const number = numberAfter(rest, label);
-        return number ? frameName(*number) : "a frame";
-    };
-    std::string step;
-    if (startsWith(rest, "search continuous from")) {
-        step = "the search for a run of frames begins at " + frameAfter("hf[F");
-    } else if (startsWith(rest, "cannot get continuous")) {
-        step = "no run of frames is long enough";
-    } else if (startsWith(rest, "EMPLACE: ")) {
-        step = "the burst begins";
-    } else if (startsWith(rest, "ERASE: ")) {
-        step = "the burst is over";
-    } else if (startsWith(rest, "LOCK: ") || startsWith(rest, "UNLOCK: ")) {
-        auto const request = numberAfter(rest, ") R");
-        step = (rest[0] == 'L' ? "lock " : "unlock ") + frameAfter("hF");
-        step += request ? " of R" + std::to_string(*request) : "";
-    } else if (contains(rest, "quality check success!")) {
-        step = "the set that begins with " + frameAfter("index=") + " passes the quality check";
-    } else if (contains(rest, "quality check failed!")) {
-        step = "no set passes the quality check; the one that begins with " + frameAfter("index=") +
-               " is taken anyway";
-    } else if (size_t const status = rest.find("change status to "); status != std::string::npos) {
-        step = "the phase changes to " + rest.substr(status + 17) + " for the whole process";
-    } else if (contains(rest, "get pre-collect hint")) {
-        step = frameAfter("DEBUG: F") + " has the pre-collect hint";
-    } else if (contains(rest, "skip pre-collect frames")) {
-        step = frameAfter("get F") + " was collected ahead and is no candidate";
-    } else if (contains(rest, "INVALID: ")) {
-        step = "error: " + rest;
-    }
-    if (!step.empty()) {
-        mCall.steps.push_back(step);
+    auto const frame = numberAfter<uint32_t>(rest, "hf[F");
+    auto const timestamp = numberAfter<int64_t>(rest.substr(shape), " ts:");
+    if (frame && timestamp && contains(rest.substr(shape), " ss(")) {  // else the number may be cut
+        mNow.call.timestampNs[*frame] = *timestamp;
     }
 }
 
-void CallReader::takeSelection(std::string const& rest) {
-    auto const count = static_cast<size_t>(numberAfter(rest, "#").value_or(0));
-    auto const needed = static_cast<size_t>(numberAfter(rest, "/").value_or(0));
-    std::vector<uint32_t> passed;
-    for (Verdict const& verdict : mCall.verdicts) {
+/// The answer of `passed` frames of `needed`. Which they are, the last verdicts say, if none of them is missing.
+void CallReader::count(std::string_view rest, std::string_view passedLabel, std::string_view neededLabel) {
+    auto const passed = numberAfter<uint32_t>(rest, passedLabel);
+    auto const needed = numberAfter<uint32_t>(rest, neededLabel);
+    CallStory& call = mNow.call;
+    if (!passed || !needed) {
+        mNow.isTorn = true;
+        return;
+    }
+    std::vector<uint32_t> fit;
+    for (Verdict const& verdict : call.verdicts) {
         if (!verdict.isRefused) {
-            passed.push_back(verdict.frameNo);
+            fit.push_back(verdict.frameNo);
         }
     }
     // The frames that were judged last are the answer; those before belong to runs that broke off.
-    mCall.selected.assign(passed.end() - static_cast<ptrdiff_t>(std::min(count, passed.size())), passed.end());
-    mCall.isServed = count >= needed;
-    mCall.isEndKnown = true;
+    bool const isRun = call.policy.empty() || contains(call.policy, "ContinuousFrame");
+    bool const isNamed = mSource == LogSource::Host ? fit.size() >= *passed
+                         : isRun                    ? mNow.fit == *passed
+                                                    : fit.size() == *passed && !mNow.lacksVerdicts;
+    call.selected.clear();
+    if (isNamed) {
+        call.selected.assign(fit.end() - static_cast<ptrdiff_t>(*passed), fit.end());
+    }
+    call.unnamed = isNamed ? 0 : *passed;
 }
 
-void CallReader::takeMapping(std::string const& rest) {
-    if (contains(rest, "(TIMEOUT: ")) {
-        mCall.hasTimedOut = true;
+void CallReader::end(bool isServed) {
+    mNow.call.isEndKnown = true;
+    mNow.call.isServed = isServed;
+    mNow.phase = Phase::Ended;
+}
+
+// ---- Lines of a strategy
+
+void CallReader::addStep(std::string step) {
+    if (mNow.call.steps.empty() || mNow.call.steps.back() != step) {
+        mNow.call.steps.push_back(std::move(step));
     }
-    if (contains(rest, "Verify failed!")) {
-        mOther.name = "verification failed" + (mRefusal.name.empty() ? "" : ": " + mRefusal.name);
-        mOther.words = "a frame meant for the burst failed its check" +
-                       (mRefusal.words.empty() ? "" : " (" + mRefusal.words + ")");
-    }
-    std::string mapping;
-    for (size_t place = rest.find(") R"); place != std::string::npos; place = rest.find(" R", place + 1)) {
-        place += rest[place] == ')' ? 1 : 0;
-        unsigned request = 0;
-        unsigned frame = 0;
-        if (std::sscanf(rest.c_str() + place, " R%u[hF%u]", &request, &frame) == 2) {
-            mapping += (mapping.empty() ? "" : ", ") + ("R" + std::to_string(request)) + " " + frameName(frame);
+}
+
+void CallReader::takePolicy(std::string_view rest) { mNow.call.policy = rest.substr(rest.find("policy=") + 7); }
+
+void CallReader::takeError(std::string_view rest) { addStep("error: " + std::string(rest)); }
+
+void CallReader::takeBegin(std::string_view /*rest*/) { addStep("the burst begins"); }
+
+void CallReader::takeOver(std::string_view /*rest*/) { addStep("the burst is over"); }
+
+void CallReader::takeShutter(std::string_view rest) {
+    mNow.call.shutterNs = numberAfter<int64_t>(rest, "zsdTs(");
+    mNow.call.shutterFrame = numberAfter<uint32_t>(rest, "hf[F");
+    if (contains(rest, "hf[null]")) {
+        mNow.other = reasonOf(ReasonKind::ShutterInFlight);
+        if (isOwnSelection(mNow.call)) {
+            end(false);
         }
     }
-    mCall.steps.push_back("the burst's frames: " + mapping);
+}
+
+void CallReader::takeSearch(std::string_view rest) {
+    addStep("the search for a run of frames begins at " + frameAfter(rest, "hf[F"));
+}
+
+void CallReader::takeNoRun(std::string_view /*rest*/) {
+    addStep("no run of frames is long enough");
+    mNow.endsByCount = isOwnSelection(mNow.call);
+}
+
+void CallReader::takeSelected(std::string_view rest) {
+    if (!isOwnSelection(mNow.call)) {
+        return;
+    }
+    count(rest, "#", "/");
+    auto const passed = numberAfter<uint32_t>(rest, "#");
+    auto const needed = numberAfter<uint32_t>(rest, "/");
+    if (passed && needed && *passed >= *needed) {
+        end(true);
+    }
+}
+
+void CallReader::takePending(std::string_view /*rest*/) {
+    if (isOwnSelection(mNow.call)) {
+        mNow.endsByCount = true;
+        end(false);
+    }
+}
+
+void CallReader::takeTimeOut(std::string_view rest) {
+    constexpr uint32_t kMost = 1024;
+    mNow.call.hasTimedOut = true;
+    mNow.endsByCount = true;
+    if (!isOwnSelection(mNow.call)) {
+        return;
+    }
+    count(rest, "sel(#", "zf(#");
+    auto const passed = numberAfter<uint32_t>(rest, "sel(#").value_or(0);
+    auto const needed = numberAfter<uint32_t>(rest, "zf(#").value_or(0);
+    mNow.call.selected.insert(mNow.call.selected.end(), std::min(kMost, needed > passed ? needed - passed : 0),
+                              kNoFrame);
+    end(true);
+}
+
+void CallReader::takeTooFewPassed(std::string_view /*rest*/) {
+    mNow.endsByCount = true;
+    end(false);
+}
+
+void CallReader::takeMapping(std::string_view rest) {
+    std::string mapping;
+    size_t const first = rest.find(") R");
+    Cursor cursor{rest.substr(first == std::string_view::npos ? rest.size() : first + 1)};
+    uint32_t request = 0;
+    uint32_t frame = 0;
+    while (cursor.skip(" R") && cursor.number(request) && cursor.skip("[hF") && cursor.number(frame) &&
+           cursor.skip("]")) {
+        mapping += fmt::format("{}R{} {}", mapping.empty() ? "" : ", ", request, frameName(frame));
+        mMapped[request] = frame;
+    }
+    if (!mapping.empty()) {
+        addStep("the burst's frames: " + mapping);
+    }
+}
+
+void CallReader::takeMappingTimeOut(std::string_view rest) {
+    mNow.call.hasTimedOut = true;
+    takeMapping(rest);
+}
+
+void CallReader::takeVerifyFailed(std::string_view rest) {
+    Reason const& refusal = mNow.refusal;
+    mNow.other = refusal ? reasonOf(ReasonKind::VerificationFailed, ": " + refusal.name, " (" + refusal.words + ")")
+                         : reasonOf(ReasonKind::VerificationFailed);
+    takeMapping(rest);
+}
+
+void CallReader::takeServed(std::string_view rest) {
+    if (auto const frame = numberAfter<uint32_t>(rest, "[hF")) {
+        mNow.call.selected = {*frame};
+        end(true);
+    }
+}
+
+void CallReader::takeLock(std::string_view rest) {
+    auto const request = numberAfter<uint32_t>(rest, ") R");
+    addStep((rest[0] == 'L' ? "lock " : "unlock ") + frameAfter(rest, "hF") +
+            (request ? fmt::format(" of R{}", *request) : ""));
+}
+
+void CallReader::takeState(std::string_view rest) {
+    size_t const status = rest.find("change status to ");
+    if (status != std::string_view::npos) {
+        addStep(fmt::format("the phase changes to {} for the whole process", rest.substr(status + 17)));
+    }
+}
+
+void CallReader::takeTooFewKnown(std::string_view rest) {
+    mNow.other = reasonOf(ReasonKind::TooFewFrames);
+    if (contains(rest, "to pending")) {
+        end(false);
+    }
+}
+
+void CallReader::takeSkipped(std::string_view rest) {
+    addStep(frameAfter(rest, "get F") + " was collected ahead and is no candidate");
+}
+
+void CallReader::takeQuality(std::string_view rest) {
+    std::string const set = frameAfter(rest, "index=");
+    if (contains(rest, "quality check success!")) {
+        addStep("the set that begins with " + set + " passes the quality check");
+    } else if (contains(rest, "quality check failed!")) {
+        addStep("no set passes the quality check; the one that begins with " + set + " is taken anyway");
+    }
+}
+
+/// Written before the look for the hint, after it, and after the answer.
+void CallReader::takeHdrMapping(std::string_view rest) {
+    constexpr int kLines = 3;
+    mNow.other = reasonOf(ReasonKind::NoHintedFrame);
+    size_t const place = rest.find(fmt::format("R{}={{", mNow.call.requestNo));
+    bool const isOpen = place != std::string_view::npos && numberAfter<int>(rest.substr(place), ".status=") == 0;
+    if (++mNow.hdrLines == kLines && isOpen && mNow.phase != Phase::Ended) {
+        end(false);
+    }
+}
+
+void CallReader::takeHinted(std::string_view rest) {
+    addStep(frameAfter(rest, "DEBUG: F") + " has the pre-collect hint");
 }
 
 CallStory CallReader::endCall() {
-    CallStory call = std::move(mCall);
-    call.reason = !mOther.name.empty() ? mOther : mRefusal;
-    bool const isWhole = mHasDebug && !mIsTorn;
-    call.isEndKnown = call.isEndKnown || isWhole || call.isServed || !mOther.name.empty();
-    if (call.reason.name.empty() && isWhole) {
-        call.reason = call.hasTimedOut ? Reason{"timed out", "no frame had come by the time-out"}
-                      : call.isServed ? Reason{"the burst went non-ZSL before", "its burst went without ZSL before"}
-                                      : Reason{"its frame in flight", "its frame had not arrived yet"};
+    if (mNow.stage != 0) {
+        loseVerdict();
     }
-    *this = CallReader(mHasDebug);
+    CallStory call = std::move(mNow.call);
+    bool const isWhole = mSource == LogSource::Host && !mNow.isTorn;
+    bool const isOther = mNow.other && (mSource == LogSource::Host || call.isEndKnown);
+    // Of a logcat, that a frame was refused need not be why.
+    bool const isRefusal =
+        mSource == LogSource::Host || (mNow.endsByCount && (call.isEndKnown || isOwnSelection(call)));
+    call.reason = isOther ? mNow.other : isRefusal ? mNow.refusal : Reason();
+    call.isEndKnown = call.isEndKnown || isWhole;
+    if (!call.reason && call.hasTimedOut && (call.isServed || isWhole)) {
+        call.reason = reasonOf(ReasonKind::TimedOut);
+    } else if (!call.reason && call.isServed && (isWhole || mNow.wentNonZslBefore)) {
+        call.reason = reasonOf(ReasonKind::WentNonZslBefore);
+    } else if (!call.reason && isWhole) {
+        call.reason = reasonOf(ReasonKind::OwnFrameInFlight);
+    }
+    if (call.isServed) {
+        mMapped.erase(call.requestNo);
+    }
+    mNow = {};
     return call;
 }
 

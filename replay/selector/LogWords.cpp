@@ -1,125 +1,154 @@
 #include "LogWords.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <cctype>
+
+#include "replay/model/TagTable.h"
 
 namespace Replay {
 
 namespace {
 
-Reason focusDetail(std::string const& line) {
-    auto const afState = numberAfter(line, "afState=");
-    bool const isScanning = afState.value_or(0) == 1 || afState.value_or(0) == 3;
-    bool const isMoving = numberAfter(line, "lensState=") == 1;
-    return {isScanning ? "scanning"
-            : isMoving ? "lens moving"
-                       : "inactive",
-            isScanning ? isMoving ? "scanning, lens moving" : "scanning"
-            : isMoving ? "at rest, lens moving"
-                       : "inactive"};
+Detail focusDetail(std::string_view line) {
+    int const afState = numberAfter<int>(line, "afState=").value_or(-1);
+    bool const isScanning = afState == 1 || afState == 3;
+    bool const isMoving = numberAfter<int>(line, "lensState=") == 1;
+    if (isScanning) {
+        return {ReasonKind::Focus, " scanning", isMoving ? " scanning, lens moving" : " scanning"};
+    }
+    if (isMoving) {
+        return {ReasonKind::Focus, " lens moving", " at rest, lens moving"};
+    }
+    return {ReasonKind::Focus, " inactive", " inactive"};
 }
 
-Reason exposureDetail(std::string const& line) {
-    static constexpr char const* kWords[] = {"inactive", "searching",   "converged",
-                                             "locked",   "needs flash", "precapture"};
-    auto const value = numberAfter(line, "val=");
-    return value && *value >= 0 && *value < 6 ? Reason{kWords[*value], kWords[*value]} : Reason{};
+/// The value of a stream's auto-exposure state, unless it is one of those that pass: "val=1 target=2,3 bc=0".
+Detail exposureDetail(std::string_view line) {
+    auto const value = numberAfter<int64_t>(line, "val=");
+    size_t const target = line.find("target=");
+    Tag const* const tag = findTag(kAeState);
+    if (!value || target == std::string_view::npos || tag == nullptr) {
+        return {};
+    }
+    Cursor cursor{line.substr(target + 7)};
+    int64_t accepted = 0;
+    do {
+        if (!cursor.number(accepted) || accepted == *value) {
+            return {};
+        }
+    } while (cursor.skip(","));
+    std::string word = " " + wordOf(*tag, *value);
+    std::transform(word.begin(), word.end(), word.begin(), [](unsigned char letter) {
+        return letter == '_' ? ' ' : static_cast<char>(std::tolower(letter));
+    });
+    return {ReasonKind::Exposure, word, word};
 }
 
-Reason absentDetail(std::string const& line) {
+/// The tag's number stands in parentheses before " not found!".
+Detail absentDetail(std::string_view line) {
     static constexpr struct {
-        std::string_view tag;
-        char const* detail;
-    } kTags[] = {{"tag(0x10007)", "afMode absent"},
-                 {"tag(0x10020)", "afState absent"},
-                 {"tag(0x80009)", "lens.state absent"},
-                 {"tag(0x1001f)", "aeState absent"},
-                 {"VZR_HAL_REQUEST_SENSOR_ID(", "sensor id absent"},
-                 {"VZR_P1NODE_SENSOR_MODE(", "absent"}};
+        uint32_t tag;
+        ReasonKind of;
+        char const* words;
+    } kTags[] = {{kAfMode, ReasonKind::Focus, " afMode absent"},
+                 {kAfState, ReasonKind::Focus, " afState absent"},
+                 {kLensState, ReasonKind::Focus, " lens.state absent"},
+                 {kAeState, ReasonKind::Exposure, " aeState absent"},
+                 {kHalRequestSensorId, ReasonKind::SensorMode, " sensor id absent"},
+                 {kP1NodeSensorMode, ReasonKind::SensorMode, " absent"}};
+    std::string_view const before = line.substr(0, line.find(" not found!"));
+    size_t const place = before.rfind("(0x");
+    uint32_t number = 0;
+    if (place == std::string_view::npos ||
+        std::from_chars(before.data() + place + 3, before.data() + before.size(), number, 16).ec != std::errc()) {
+        return {};
+    }
     for (auto const& entry : kTags) {
-        if (contains(line, entry.tag)) {
-            return {entry.detail, entry.detail};
+        if (entry.tag == number) {
+            return {entry.of, entry.words, entry.words};
         }
     }
     return {};
 }
 
-// The verdict on a frame.
-constexpr Phrase kVerdicts[] = {
-    {"] AF X", "AF", "auto-focus", true},
-    {"] AE X", "AE", "auto-exposure", true},
-    {"] (soft) AE X", "soft AE unstable", "soft auto-exposure unstable"},
-    {"] FrameSync X", "sensors not in sync", "sensors not in sync"},
-    {"does not include tareget EV", "EV", "exposure compensation", true},
-    {"does not include all reqSensorModes", "sensor mode", "sensor mode", true},
-    {"does not include all needStreams", "streams", "a needed stream is missing"},
-    {"force pending...", "forced pending", "the policy ForcePending refuses every frame"}};
-
-// What a call says beside its verdicts; these stand for the whole call.
-constexpr Phrase kOthers[] = {
-    {"hf[null], do pending directly", "frame at the shutter in flight",
-     "the frame at the shutter had not arrived yet"},
-    {"(FIFO), needSelectReqs", "not its turn", "an earlier request of the burst was still to be served"},
-    {"pre-collect, IspHidlReqObj", "other phase",
-     "the selector was in its other phase (noise reduction, then HDR)"},
-    {"INVALID: fail to find IspHidlReqObj", "unknown burst", "the first request of its burst had not come"},
-    {"fail to get VZR_CONTROL_AE_EXPOSURE_COMPENSATION", "request without EV",
-     "the request names no exposure compensation"},
-    {"in history yet, pending...", "frame in flight", "a frame of the burst had not arrived yet"},
-    {"DEBUG: mapping={", "no frame with the pre-collect hint", "no frame with the pre-collect hint had arrived"},
-    {"send all requests to non-zsl", "too few frames", "there were too few frames for the burst"},
-    {" to pending", "too few frames", "there were too few frames for the burst"}};
-
-template <size_t N>
-Phrase const* findPhrase(Phrase const (&phrases)[N], std::string const& line) {
-    auto const* const found =
-        std::find_if(phrases, phrases + N, [&](Phrase const& phrase) { return contains(line, phrase.part); });
-    return found == phrases + N ? nullptr : found;
+Detail evDetail(std::string_view line) {
+    auto const had = numberAfter<int>(line, "EV(History)=");
+    auto const target = numberAfter<int>(line, "EV(Target)=");
+    if (!had || !target) {
+        return {};
+    }
+    return {ReasonKind::Ev, "", " " + std::to_string(*had) + ", not " + std::to_string(*target)};
 }
 
 }  // namespace
 
-bool contains(std::string const& line, std::string_view part) { return line.find(part) != std::string::npos; }
-
-bool startsWith(std::string const& line, std::string_view start) {
-    return line.compare(0, start.size(), start) == 0;
-}
-
-std::optional<int64_t> numberAfter(std::string const& line, std::string_view label, size_t from) {
-    size_t const place = line.find(label, from);
-    long number = 0;
-    if (place == std::string::npos || std::sscanf(line.c_str() + place + label.size(), "%ld", &number) != 1) {
-        return std::nullopt;
-    }
-    return number;
-}
-
-Phrase const* verdictPhrase(std::string const& line) { return findPhrase(kVerdicts, line); }
-
-Phrase const* waitPhrase(std::string const& line) { return findPhrase(kOthers, line); }
-
-std::optional<Reason> detailOf(std::string const& line) {
-    if (contains(line, "AF fail: ")) {
-        return focusDetail(line);
-    }
-    if (contains(line, "[isAEStable] tag(") && contains(line, " val=")) {
-        return exposureDetail(line);
-    }
-    if (contains(line, "not found!")) {
+Detail detailOf(std::string_view line) {
+    static constexpr struct {
+        std::string_view part;
+        Detail (*read)(std::string_view);
+    } kReaders[] = {
+        {"] AF fail: ", focusDetail}, {"[isAEStable] tag(", exposureDetail}, {"isRequiredEV fail: ", evDetail}};
+    if (contains(line, " not found!")) {
         return absentDetail(line);
     }
-    return std::nullopt;
+    for (auto const& reader : kReaders) {
+        if (contains(line, reader.part)) {
+            return reader.read(line);
+        }
+    }
+    return {};
 }
 
-bool isTorn(std::string const& rest) {
+VerdictLine verdictOf(std::string_view line) {
+    static constexpr struct {
+        std::string_view part;
+        VerdictLine verdict;
+    } kVerdicts[] = {{"] OK", {VerdictKind::Fit}},
+                     {"TIMEOUT: take hf", {VerdictKind::Unchecked}},
+                     {"] AF X", {VerdictKind::Refused, ReasonKind::Focus, true}},
+                     {"] AE X", {VerdictKind::Refused, ReasonKind::Exposure, true}},
+                     {"] (soft) AE X", {VerdictKind::Refused, ReasonKind::SoftExposure}},
+                     {"] FrameSync X", {VerdictKind::Refused, ReasonKind::FrameSync}},
+                     {"does not include tareget EV", {VerdictKind::Refused, ReasonKind::Ev, true}},
+                     {"does not include all reqSensorModes", {VerdictKind::Refused, ReasonKind::SensorMode, true}},
+                     {"does not include all needStreams", {VerdictKind::Refused, ReasonKind::Streams}},
+                     {"force pending...", {VerdictKind::Refused, ReasonKind::ForcedPending}}};
+    for (auto const& entry : kVerdicts) {
+        if (contains(line, entry.part)) {
+            return entry.verdict;
+        }
+    }
+    return {};
+}
+
+int stageOf(std::string_view line) {
     static constexpr struct {
         std::string_view start;
         std::string_view part;
-    } kWhole[] = {
-        {"zsdTs(", "=> hf"}, {"select #", " hfs"}, {"SELECT: ", "]"}, {"INFO: ", "="}, {"TIMEOUT: ", "to non-Zsl"}};
-    return rest.size() < 6 || std::any_of(std::begin(kWhole), std::end(kWhole), [&](auto const& whole) {
-               return startsWith(rest, whole.start) && !contains(rest, whole.part);
-           });
+        int stage;
+    } kStages[] = {{"[isRequiredSensorMode] ", "", 1},
+                   {"[operator()] ", "EV setting", 2},
+                   {"[isRequiredEV] ", "", 3},
+                   {"[isAFStable] ", "", 4},
+                   {"[operator()] ", "): AF X", 5},
+                   {"[isMatched] [isAEStable] ", "", 6},
+                   {"[operator()] ", "): AE X", 7},
+                   {"[isMatched] [isAESoftStable] ", "", 8},
+                   {"[operator()] ", "): (soft) AE X", 9},
+                   {"[isMatched] ", "", 10},
+                   {"[operator()] ", "", 10}};
+    for (auto const& entry : kStages) {
+        if (startsWith(line, entry.start) && contains(line, entry.part)) {
+            return entry.stage;
+        }
+    }
+    return 0;
+}
+
+bool isRepeatable(int stage) { return stage == 4 || stage == 6 || stage == 8 || stage == 10; }
+
+bool isSelectorDebug(std::string_view line) {
+    return !startsWith(line, "[operator()]") && (!startsWith(line, "[is") || startsWith(line, "[ispHidl"));
 }
 
 }  // namespace Replay
