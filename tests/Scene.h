@@ -26,6 +26,7 @@ constexpr StreamId kImage = 1;
 constexpr StreamId kApp = 10;
 constexpr StreamId kHal = 20;
 
+// Written out: they hold the table of vzrcam/MetadataTags.h to its numbers.
 constexpr uint32_t kEv = 0x10001;
 constexpr uint32_t kAfMode = 0x10007;
 constexpr uint32_t kAeState = 0x1001F;

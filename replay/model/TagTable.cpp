@@ -9,35 +9,31 @@ namespace Replay {
 
 namespace {
 
+std::vector<char const*> wordsOf(uint32_t tag) {
+    switch (tag) {
+        case kAfMode: return {"OFF", "AUTO", "MACRO", "CONTINUOUS_VIDEO", "CONTINUOUS_PICTURE", "EDOF"};
+        case kAfState:
+            return {"INACTIVE",       "PASSIVE_SCAN",       "PASSIVE_FOCUSED",  "ACTIVE_SCAN",
+                    "FOCUSED_LOCKED", "NOT_FOCUSED_LOCKED", "PASSIVE_UNFOCUSED"};
+        case kAeState: return {"INACTIVE", "SEARCHING", "CONVERGED", "LOCKED", "FLASH_REQUIRED", "PRECAPTURE"};
+        case kLensState: return {"STATIONARY", "MOVING"};
+        case kCaptureIntent:
+            return {"CUSTOM",         "PREVIEW",          "STILL_CAPTURE", "VIDEO_RECORD",
+                    "VIDEO_SNAPSHOT", "ZERO_SHUTTER_LAG", "MANUAL",        "MOTION_TRACKING"};
+        default: return {};
+    }
+}
+
 std::vector<Tag> const& tags() {
-    static std::vector<Tag> const table = {
-        {"android.control.aeExposureCompensation", kAeExposureCompensation, TagType::I32, {}},
-        {"VZR_CONTROL_AE_EXPOSURE_COMPENSATION", kAeExposureCompensation, TagType::I32, {}},
-        {"android.control.afMode",
-         kAfMode,
-         TagType::U8,
-         {"OFF", "AUTO", "MACRO", "CONTINUOUS_VIDEO", "CONTINUOUS_PICTURE", "EDOF"}},
-        {"android.control.captureIntent",
-         kCaptureIntent,
-         TagType::U8,
-         {"CUSTOM", "PREVIEW", "STILL_CAPTURE", "VIDEO_RECORD", "VIDEO_SNAPSHOT", "ZERO_SHUTTER_LAG", "MANUAL",
-          "MOTION_TRACKING"}},
-        {"android.control.aeState",
-         kAeState,
-         TagType::U8,
-         {"INACTIVE", "SEARCHING", "CONVERGED", "LOCKED", "FLASH_REQUIRED", "PRECAPTURE"}},
-        {"android.control.afState",
-         kAfState,
-         TagType::U8,
-         {"INACTIVE", "PASSIVE_SCAN", "PASSIVE_FOCUSED", "ACTIVE_SCAN", "FOCUSED_LOCKED", "NOT_FOCUSED_LOCKED",
-          "PASSIVE_UNFOCUSED"}},
-        {"android.lens.state", kLensState, TagType::U8, {"STATIONARY", "MOVING"}},
-        {"preCollectHint", 0x800B0022, TagType::I32, {}},
-        {"VZR_HAL_REQUEST_SENSOR_ID", kHalRequestSensorId, TagType::I32, {}},
-        {"VZR_P1NODE_SENSOR_MODE", kP1NodeSensorMode, TagType::I32, {}},
-        {"frameSyncResult", kFrameSyncResult, TagType::I64, {}},
-        {"softAeState", kSoftAeState, TagType::I32, {}},
-    };
+    static std::vector<Tag> const table = [] {
+        std::vector<Tag> all;
+        for (auto const& [number, type, name] : NSCam::kMetadataTags) {
+            all.push_back({std::string(name), number, type, wordsOf(number)});
+        }
+        all.push_back({"android.control.captureIntent", kCaptureIntent, TagType::U8, wordsOf(kCaptureIntent)});
+        all.push_back({"VZR_CONTROL_AE_EXPOSURE_COMPENSATION", kAeExposureCompensation, TagType::I32, {}});
+        return all;
+    }();
     return table;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <vzrcam/Metadata.h>
+#include <vzrcam/MetadataTags.h>
 
 #include <optional>
 #include <string>
@@ -9,26 +10,27 @@
 
 namespace Replay {
 
-enum class TagType { U8, I32, I64 };
+using NSCam::TagType;
 
+/// A tag that the selector or a reader reads.
 struct Tag {
-    char const* name;
+    std::string name;
     uint32_t number;
     TagType type;
     std::vector<char const*> words;  ///< the word of value 0, 1, ...; empty for plain numbers
 };
 
 // Tags the readers themselves have to know.
-constexpr uint32_t kAeExposureCompensation = 0x10001;
-constexpr uint32_t kCaptureIntent = 0x1000D;
-constexpr uint32_t kAfMode = 0x10007;
-constexpr uint32_t kAeState = 0x1001F;
-constexpr uint32_t kAfState = 0x10020;
-constexpr uint32_t kLensState = 0x80009;
-constexpr uint32_t kHalRequestSensorId = 0xC0000005;
-constexpr uint32_t kP1NodeSensorMode = 0xC0010014;
-constexpr uint32_t kSoftAeState = 0xC0030023;
-constexpr uint32_t kFrameSyncResult = 0xC0080004;
+constexpr uint32_t kAeExposureCompensation = NSCam::metadataTag("android.control.aeExposureCompensation");
+constexpr uint32_t kAfMode = NSCam::metadataTag("android.control.afMode");
+constexpr uint32_t kAeState = NSCam::metadataTag("android.control.aeState");
+constexpr uint32_t kAfState = NSCam::metadataTag("android.control.afState");
+constexpr uint32_t kLensState = NSCam::metadataTag("android.lens.state");
+constexpr uint32_t kHalRequestSensorId = NSCam::metadataTag("VZR_HAL_REQUEST_SENSOR_ID");
+constexpr uint32_t kP1NodeSensorMode = NSCam::metadataTag("VZR_P1NODE_SENSOR_MODE");
+constexpr uint32_t kSoftAeState = NSCam::metadataTag("softAeState");
+constexpr uint32_t kFrameSyncResult = NSCam::metadataTag("frameSyncResult");
+constexpr uint32_t kCaptureIntent = 0x1000D;  // the selector does not read it
 
 /// The tag of this name, or with this number in decimal or 0x-hexadecimal; null when the table has none.
 Tag const* findTag(std::string const& nameOrNumber);

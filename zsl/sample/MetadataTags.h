@@ -1,23 +1,21 @@
 // Metadata tags and values the selector reads; every entry is read at index 0.
 #pragma once
 
-#include <cstdint>
+#include <vzrcam/MetadataTags.h>
 
 namespace NSCam::Sample::Tag {
 
-// Application metadata, with the Android camera metadata standard's numbers.
-constexpr uint32_t kControlAeExposureCompensation = 0x10001;  // int32; VZR_CONTROL_AE_EXPOSURE_COMPENSATION
-constexpr uint32_t kControlAfMode = 0x10007;                  // uint8
-constexpr uint32_t kControlAeState = 0x1001F;                 // uint8
-constexpr uint32_t kControlAfState = 0x10020;                 // uint8
-constexpr uint32_t kLensState = 0x80009;                      // uint8
-constexpr uint32_t kPreCollectHint = 0x800B0022;              // int32; set when > 0
-
-// HAL (vendor) metadata.
-constexpr uint32_t kHalRequestSensorId = 0xC0000005;  // int32; VZR_HAL_REQUEST_SENSOR_ID
-constexpr uint32_t kP1NodeSensorMode = 0xC0010014;    // int32; VZR_P1NODE_SENSOR_MODE
-constexpr uint32_t kFrameSyncResult = 0xC0080004;     // int64; 0: in sync
-constexpr uint32_t kSoftAeState = 0xC0030023;         // int32; 1: stable
+// By name from the table that recordings are written by: a number of its own would be missing there.
+constexpr uint32_t kControlAeExposureCompensation = metadataTag("android.control.aeExposureCompensation");
+constexpr uint32_t kControlAfMode = metadataTag("android.control.afMode");
+constexpr uint32_t kControlAeState = metadataTag("android.control.aeState");
+constexpr uint32_t kControlAfState = metadataTag("android.control.afState");
+constexpr uint32_t kLensState = metadataTag("android.lens.state");
+constexpr uint32_t kPreCollectHint = metadataTag("preCollectHint");
+constexpr uint32_t kHalRequestSensorId = metadataTag("VZR_HAL_REQUEST_SENSOR_ID");
+constexpr uint32_t kP1NodeSensorMode = metadataTag("VZR_P1NODE_SENSOR_MODE");
+constexpr uint32_t kFrameSyncResult = metadataTag("frameSyncResult");
+constexpr uint32_t kSoftAeState = metadataTag("softAeState");
 
 }  // namespace NSCam::Sample::Tag
 
