@@ -30,6 +30,14 @@ Metadata::Items const* Metadata::find(uint32_t tag) const {
     return place != mEntries.end() && place->tag == tag ? &place->items : nullptr;
 }
 
+size_t Metadata::itemCount() const {
+    size_t count = 0;
+    for (Entry const& entry : mEntries) {
+        count += std::visit([](auto const& items) { return items.size(); }, entry.items);
+    }
+    return count;
+}
+
 template <typename T>
 bool IMetadata::getEntry(IMetadata const* metadata, uint32_t tag, T& value, size_t index) {
     if (metadata == nullptr) {

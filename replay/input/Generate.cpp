@@ -1,16 +1,18 @@
 #include "Generate.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <random>
 #include <vector>
+
+#include "Expansion.h"
+#include "replay/model/InputError.h"
 
 namespace Replay {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 /// Numbers by chance. The engine is the same everywhere; the distributions of the standard libraries are not.
 class Dice {
@@ -54,7 +56,19 @@ class Disturbance {
     int64_t mLeft = 0;
 };
 
-double inMs(int64_t microseconds) { return static_cast<double>(microseconds) / 1000; }
+/// Microseconds as milliseconds, with at least one decimal.
+std::string inMs(int64_t microseconds) {
+    std::string text = fmt::format("{}.{:03}", microseconds / 1000, microseconds % 1000);
+    size_t const last = text.find_last_not_of('0');
+    return text.substr(0, last + (text[last] == '.' ? 2 : 1));
+}
+
+/// Metadata of a frame by stream, as a session file has it.
+struct FrameMeta {
+    std::string app;
+    std::string hal;
+    bool operator==(FrameMeta const& other) const { return app == other.app && hal == other.hal; }
+};
 
 /// The scene, frame by frame.
 class Scene {
@@ -66,8 +80,7 @@ class Scene {
           mExposure(dice, std::llround(4 * fps), 4, 10),
           mSync(dice, std::llround(5 * fps), 3, 8) {}
 
-    /// Metadata of the next frame, as a session file has it.
-    std::pair<Json, Json> next() {
+    FrameMeta next() {
         int64_t const scan = mFocus.next();
         if (scan > 0) {
             mIsFocused = !mDice.oneIn(6 * scan);  // some scans end without focus
@@ -76,24 +89,22 @@ class Scene {
         mUnsettled = search > 0 ? 3 : std::max<int64_t>(0, mUnsettled - 1);  // the soft state follows
         bool const isInSync = mSync.next() == 0;
 
-        Json const app = {{"android.control.afMode", "CONTINUOUS_PICTURE"},
-                          {"android.control.afState", scan > 0     ? "PASSIVE_SCAN"
-                                                      : mIsFocused ? "PASSIVE_FOCUSED"
-                                                                   : "PASSIVE_UNFOCUSED"},
-                          {"android.lens.state", scan > 1 ? "MOVING" : "STATIONARY"},
-                          {"android.control.aeState", search > 0 ? "SEARCHING" : "CONVERGED"},
-                          {"android.control.aeExposureCompensation", 0}};
-        Json hal;
+        char const* const focus = scan > 0 ? "PASSIVE_SCAN" : mIsFocused ? "PASSIVE_FOCUSED" : "PASSIVE_UNFOCUSED";
+        std::string const app =
+            fmt::format(R"({{"100":{{"android.control.afMode":"CONTINUOUS_PICTURE","android.control.afState":"{}",)"
+                        R"("android.lens.state":"{}","android.control.aeState":"{}",)"
+                        R"("android.control.aeExposureCompensation":0}}}})",
+                        focus, scan > 1 ? "MOVING" : "STATIONARY", search > 0 ? "SEARCHING" : "CONVERGED");
+        std::string hal;
         for (size_t sensor = 0; sensor < mSensors; ++sensor) {
-            Json& stream = hal[std::to_string(200 + sensor)];
-            stream = {{"VZR_HAL_REQUEST_SENSOR_ID", sensor},
-                      {"VZR_P1NODE_SENSOR_MODE", 1},
-                      {"softAeState", mUnsettled > 0 ? 0 : 1}};
-            if (mSensors > 1) {
-                stream["frameSyncResult"] = isInSync ? 0 : 1;
-            }
+            char const* const sync = mSensors == 1 ? ""
+                                     : isInSync    ? R"(,"frameSyncResult":0)"
+                                                   : R"(,"frameSyncResult":1)";
+            hal += fmt::format(
+                R"({}"{}":{{"VZR_HAL_REQUEST_SENSOR_ID":{},"VZR_P1NODE_SENSOR_MODE":1,"softAeState":{}{}}})",
+                hal.empty() ? "" : ",", 200 + sensor, sensor, mUnsettled > 0 ? 0 : 1, sync);
         }
-        return {{{"100", app}}, hal};
+        return {app, "{" + hal + "}"};
     }
 
   private:
@@ -106,81 +117,94 @@ class Scene {
     bool mIsFocused = true;
 };
 
-/// Runs of frames with equal metadata; a dropped frame ends a run, its number is missing.
-void addFrames(Dice& dice, GenerateOptions const& options, Json& session) {
-    auto const count = static_cast<int64_t>(std::llround(options.seconds * options.fps));
+/// The frames that the options ask for.
+double frameCount(GenerateOptions const& options) { return std::round(options.seconds * options.fps); }
+
+/// Runs of frames with equal metadata, and late results; a dropped frame ends a run, its number is missing.
+std::string framesAndChanges(Dice& dice, GenerateOptions const& options) {
+    auto const count = static_cast<int64_t>(frameCount(options));
     auto const period = static_cast<int64_t>(std::llround(1e6 / options.fps));
     Scene scene(dice, options.fps, options.sensors);
-    Json frames = Json::array();
-    Json changes = Json::array();
-    bool isRunOpen = false;
+    std::string frames;
+    std::string changes;
+    FrameMeta runs;  // what the frames of the run have
+    int64_t first = 0;
+    int64_t length = 0;
+    auto const endRun = [&] {
+        if (length > 0) {
+            frames += fmt::format(
+                R"({}{{"first":{},"count":{},"startMs":{},"periodMs":{},"resultAfterMs":{},"app":{},"hal":{}}})",
+                frames.empty() ? "" : ",", first, length, inMs((first - 1) * period), inMs(period),
+                inMs(2 * period), runs.app, runs.hal);
+        }
+        length = 0;
+    };
     for (int64_t number = 1; number <= count; ++number) {
-        auto const [app, hal] = scene.next();
+        FrameMeta meta = scene.next();
         if (number > 1 && dice.oneIn(80)) {
-            isRunOpen = false;
+            endRun();
             continue;
         }
-        if (isRunOpen && frames.back()["app"] == app && frames.back()["hal"] == hal) {
-            frames.back()["count"] = frames.back()["count"].get<int64_t>() + 1;
-        } else {
-            frames.push_back({{"first", number},
-                              {"count", 1},
-                              {"startMs", inMs((number - 1) * period)},
-                              {"periodMs", inMs(period)},
-                              {"resultAfterMs", inMs(2 * period)},
-                              {"app", app},
-                              {"hal", hal}});
-            isRunOpen = true;
+        if (length == 0 || !(runs == meta)) {
+            endRun();
+            first = number;
+            runs = std::move(meta);
         }
+        ++length;
         if (dice.oneIn(25)) {  // a late result
-            changes.push_back(
-                {{"first", number}, {"resultAfterMs", inMs(2 * period + dice.between(20000, 80000))}});
+            changes += fmt::format(R"({}{{"first":{},"resultAfterMs":{}}})", changes.empty() ? "" : ",", number,
+                                   inMs(2 * period + dice.between(20000, 80000)));
         }
     }
-    session["frames"] = frames;
-    session["changes"] = changes;
+    endRun();
+    return fmt::format(R"("frames":[{}],"changes":[{}])", frames, changes);
 }
 
-void addRequests(Dice& dice, GenerateOptions const& options, Json& session) {
+std::string requestsOf(Dice& dice, GenerateOptions const& options) {
     auto const length = static_cast<int64_t>(std::llround(options.seconds * 1e6));
     std::vector<int64_t> shutters;
     for (size_t capture = 0; capture < options.captures; ++capture) {
         shutters.push_back(dice.between(length / 10, length * 8 / 10));
     }
     std::sort(shutters.begin(), shutters.end());
-    Json modes;
-    for (size_t sensor = 0; sensor < options.sensors; ++sensor) {
-        modes[std::to_string(sensor)] = 1;
-    }
-    Json requests = Json::array();
+    std::string const modes = options.sensors == 1 ? R"("0":1)" : R"("0":1,"1":1)";
+    std::string requests;
     for (size_t index = 0; index < shutters.size(); ++index) {
-        Json request{{"requestNo", 1000 + index * std::max<size_t>(1, options.burst)},
-                     {"shutterMs", inMs(shutters[index])},
-                     {"submitMs", inMs(shutters[index] + dice.between(0, 15000))},
-                     {"sensorModes", modes}};
-        if (options.burst > 0) {
-            request["burst"] = options.burst;
-        } else {
-            request["frames"] = dice.oneIn(4) ? 3 : 1;
-        }
-        requests.push_back(request);
+        size_t const requestNo = 1000 + index * std::max<size_t>(1, options.burst);
+        std::string const submit = inMs(shutters[index] + dice.between(0, 15000));
+        std::string const frames = options.burst > 0 ? fmt::format(R"("burst":{})", options.burst)
+                                                     : fmt::format(R"("frames":{})", dice.oneIn(4) ? 3 : 1);
+        requests +=
+            fmt::format(R"({}{{"requestNo":{},"shutterMs":{},"submitMs":{},"sensorModes":{{{}}},{}}})",
+                        requests.empty() ? "" : ",", requestNo, inMs(shutters[index]), submit, modes, frames);
     }
-    session["requests"] = requests;
+    return fmt::format(R"("requests":[{}])", requests);
+}
+
+/// What is generated is played: it must be within the bounds of session files.
+void checkOptions(GenerateOptions const& options) {
+    auto const check = [](bool isGood, std::string const& message) {
+        if (!isGood) {
+            throw InputError(message);
+        }
+    };
+    check(frameCount(options) <= static_cast<double>(kMaxFrames),
+          fmt::format("--seconds, --fps: {} frames; a session holds {} at most", frameCount(options), kMaxFrames));
+    size_t const requests = options.captures * std::max<size_t>(1, options.burst);
+    check(requests <= static_cast<size_t>(kMaxRequests),
+          fmt::format("--captures, --burst: {} requests; a session holds {} at most", requests, kMaxRequests));
 }
 
 }  // namespace
 
 std::string generateSession(GenerateOptions const& options) {
+    checkOptions(options);
     Dice dice(options.seed);
-    Json hal = Json::array();
-    for (size_t sensor = 0; sensor < options.sensors; ++sensor) {
-        hal.push_back(200 + sensor);
-    }
-    Json session{{"description", "Generated, seed " + std::to_string(options.seed)},
-                 {"streams", {{"images", {1}}, {"app", {100}}, {"hal", hal}}}};
-    addFrames(dice, options, session);
-    addRequests(dice, options, session);
-    return session.dump();
+    std::string const frames = framesAndChanges(dice, options);
+    std::string const requests = requestsOf(dice, options);
+    return fmt::format(
+        R"({{"description":"Generated, seed {}","streams":{{"images":[1],"app":[100],"hal":[{}]}},{},{}}})",
+        options.seed, options.sensors == 1 ? "200" : "200,201", frames, requests);
 }
 
 }  // namespace Replay

@@ -17,7 +17,7 @@ struct GenerateOptions {
 
 /// A session file on one line: focus scans and rests, the lens moves with the scan, exposure and soft exposure
 /// search and settle, frames are dropped and results come late, captures are spread over the time. The same options
-/// give the same text on every machine.
+/// give the same text on every machine. Options that no session file may amount to throw InputError.
 std::string generateSession(GenerateOptions const& options);
 
 }  // namespace Replay

@@ -1,18 +1,18 @@
-// A value of a JSON file with its place, so that every complaint names it.
+// A value of a JSON text with its place, so that every complaint names it.
 #pragma once
 
-#include <algorithm>
+#include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <limits>
-#include <nlohmann/json.hpp>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "replay/model/InputError.h"
-#include "replay/model/Integer.h"
-#include "replay/model/Units.h"
 
 namespace Replay {
 
@@ -20,129 +20,97 @@ constexpr int64_t kMaxU32 = std::numeric_limits<uint32_t>::max();
 constexpr int64_t kMaxI64 = std::numeric_limits<int64_t>::max();
 constexpr int64_t kMinI64 = std::numeric_limits<int64_t>::min();
 
-/// A key as JSON pointers write it.
-std::string escapedKey(std::string const& key);
-
-/// Parses a file's text. Text that is no JSON, and an object with the same key twice, throw InputError.
-nlohmann::json parseJson(std::string const& text, std::string const& file);
-
-/// A value of the file with its place, so that every complaint names it.
+/// A value of a document, which has to outlive it. Whatever is not as expected throws InputError, which names the
+/// document and the place in it, as a JSON pointer.
 class Node {
   public:
-    Node(nlohmann::json const& value, std::string file, std::string pointer)
-        : mValue(value), mFile(std::move(file)), mPointer(std::move(pointer)) {}
+    [[noreturn]] void fail(std::string const& reason) const;
 
-    [[noreturn]] void fail(std::string const& reason) const {
-        throw InputError(mFile + ": " + (mPointer.empty() ? "/" : mPointer) + ": " + reason);
-    }
+    /// The document and the place in it, for complaints.
+    std::string place() const;
 
     /// An object without other keys than these: a misspelt key must not pass unnoticed.
-    Node const& object(std::initializer_list<char const*> keys) const {
-        eachMember([&](std::string const& key, Node const& member) {
-            if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
-                member.fail("unknown key");
-            }
-        });
-        return *this;
+    Node const& object(std::initializer_list<char const*> keys) const;
+
+    bool has(char const* key) const;
+    Node at(char const* key) const;
+
+    void eachMember(std::function<void(std::string const&, Node const&)> const& visit) const;
+    void eachItem(std::function<void(Node const&)> const& visit) const;
+
+    /// The members of an object whose keys are whole numbers; each number once, however it is written.
+    void eachNumbered(int64_t least, int64_t most, std::function<void(int64_t, Node const&)> const& visit) const;
+
+    template <typename T>
+    void eachNumbered(std::function<void(T, Node const&)> const& visit) const {
+        eachNumbered(std::numeric_limits<T>::min(), std::numeric_limits<T>::max(),
+                     [&](int64_t number, Node const& member) { visit(static_cast<T>(number), member); });
     }
 
-    bool has(char const* key) const { return mValue.contains(key); }
-
-    Node at(char const* key) const {
-        if (!has(key)) {
-            fail(std::string("missing key '") + key + "'");
-        }
-        return {mValue.at(key), mFile, mPointer + "/" + key};
-    }
-
-    template <typename Visit>
-    void eachMember(Visit visit) const {
-        if (!mValue.is_object()) {
-            fail("expected an object");
-        }
-        for (auto const& [key, value] : mValue.items()) {
-            visit(key, Node(value, mFile, mPointer + "/" + escapedKey(key)));
-        }
-    }
-
-    template <typename Visit>
-    void eachItem(Visit visit) const {
-        if (!mValue.is_array()) {
-            fail("expected an array");
-        }
-        for (size_t index = 0; index < mValue.size(); ++index) {
-            visit(Node(mValue[index], mFile, mPointer + "/" + std::to_string(index)));
-        }
-    }
-
-    int64_t integer(int64_t least, int64_t most) const {
-        bool const tooLarge = mValue.is_number_unsigned() &&
-                              mValue.get<uint64_t>() > static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
-        int64_t const value = mValue.is_number_integer() && !tooLarge ? mValue.get<int64_t>() : 0;
-        if (!mValue.is_number_integer() || tooLarge || value < least || value > most) {
-            fail("expected a whole number from " + std::to_string(least) + " to " + std::to_string(most));
-        }
-        return value;
-    }
+    int64_t integer(int64_t least, int64_t most) const;
 
     template <typename T>
     T integer() const {
         return static_cast<T>(integer(std::numeric_limits<T>::min(), std::numeric_limits<T>::max()));
     }
 
-    /// A time in milliseconds as nanoseconds.
-    int64_t milliseconds() const {
-        constexpr double kMaxMs = 1e7;  // almost three hours
-        double const ms = mValue.is_number() ? mValue.get<double>() : -1;
-        if (!(ms >= 0 && ms <= kMaxMs)) {
-            fail("expected a time in milliseconds, 0 or more");
-        }
-        return toNs(ms);
+    /// A time in milliseconds, 0 or more, as nanoseconds.
+    int64_t milliseconds() const;
+
+    std::string text() const;
+
+    bool isText() const;
+    bool isArray() const;
+    bool isObject() const;
+    bool isNull() const;
+
+    /// The numbers of an array, each once.
+    template <typename T>
+    std::set<T> numberSet() const {
+        std::set<T> numbers;
+        eachItem([&](Node const& item) { numbers.insert(item.integer<T>()); });
+        return numbers;
     }
 
-    std::string text() const {
-        if (!mValue.is_string()) {
-            fail("expected a text");
+    /// An array of so many numbers.
+    template <typename T>
+    std::vector<T> numbers(size_t count) const {
+        std::vector<T> numbers;
+        eachItem([&](Node const& item) { numbers.push_back(item.integer<T>()); });
+        if (numbers.size() != count) {
+            fail("expected " + std::to_string(count) + " numbers");
         }
-        return mValue.get<std::string>();
-    }
-
-    bool isText() const { return mValue.is_string(); }
-    bool isArray() const { return mValue.is_array(); }
-    bool isObject() const { return mValue.is_object(); }
-    bool isNull() const { return mValue.is_null(); }
-
-    /// The whole number that a key of this object stands for.
-    int64_t keyAsInteger(std::string const& key, int64_t least, int64_t most) const {
-        auto const value = parseInteger(key);
-        if (!value || *value < least || *value > most) {
-            fail("the key must be a whole number from " + std::to_string(least) + " to " + std::to_string(most));
-        }
-        return *value;
+        return numbers;
     }
 
   private:
-    nlohmann::json const& mValue;
-    std::string mFile;
+    friend class JsonDocument;
+
+    Node(nlohmann::json const& value, std::string const& document, std::string pointer)
+        : mValue(&value), mDocument(&document), mPointer(std::move(pointer)) {}
+
+    Node member(std::string const& key, nlohmann::json const& value) const;
+
+    nlohmann::json const* mValue;
+    std::string const* mDocument;
     std::string mPointer;
 };
 
-template <typename T>
-std::set<T> readNumberSet(Node const& node) {
-    std::set<T> numbers;
-    node.eachItem([&](Node const& item) { numbers.insert(item.integer<T>()); });
-    return numbers;
-}
+/// A text that has been parsed.
+class JsonDocument {
+  public:
+    /// `name` is what complaints call the text. Text that is no JSON, and an object with the same key twice, throw
+    /// InputError.
+    JsonDocument(std::string const& text, std::string name);
+    ~JsonDocument();
+    JsonDocument(JsonDocument&&) noexcept;
+    JsonDocument& operator=(JsonDocument&&) noexcept;
 
-/// A list of so many numbers.
-template <typename T>
-std::vector<T> readNumbers(Node const& node, size_t count) {
-    std::vector<T> numbers;
-    node.eachItem([&](Node const& item) { numbers.push_back(item.integer<T>()); });
-    if (numbers.size() != count) {
-        node.fail("expected " + std::to_string(count) + " numbers");
-    }
-    return numbers;
-}
+    Node root() const;
+
+  private:
+    std::unique_ptr<std::string const> mName;  // does not move with the document
+    std::unique_ptr<nlohmann::json const> mValue;
+};
 
 }  // namespace Replay

@@ -1,5 +1,10 @@
 #include "MetadataReader.h"
 
+#include <fmt/core.h>
+
+#include <map>
+
+#include "replay/model/Integer.h"
 #include "replay/model/TagTable.h"
 
 namespace Replay {
@@ -31,32 +36,47 @@ void readTagItems(Node const& node, Tag const* tag, TagType type, uint32_t numbe
     metadata.set(number, std::move(*items));
 }
 
-/// One tag: a value, a list of values, an object that names the type, or null to remove it.
-void readTag(std::string const& key, Node const& node, Metadata& metadata) {
-    Tag const* const tag = findTag(key);
-    if (tag == nullptr && !parseInteger(key)) {
+uint32_t tagNumber(std::string const& key, Node const& node) {
+    if (Tag const* const tag = findTag(key)) {
+        return tag->number;
+    }
+    auto const number = parseInteger(key);
+    if (!number) {
         node.fail("unknown tag; use its number");
     }
-    uint32_t const number =
-        tag != nullptr ? tag->number : static_cast<uint32_t>(node.keyAsInteger(key, 0, kMaxU32));
+    if (*number < 0 || *number > kMaxU32) {
+        node.fail(fmt::format("the key must be a whole number from 0 to {}", kMaxU32));
+    }
+    return static_cast<uint32_t>(*number);
+}
+
+/// {"i32": value}
+void readTypedTag(Node const& node, uint32_t number, Metadata& metadata) {
+    static constexpr std::pair<char const*, TagType> kTypes[] = {
+        {"u8", TagType::U8}, {"i32", TagType::I32}, {"i64", TagType::I64}};
+    node.object({"u8", "i32", "i64"});
+    bool isRead = false;
+    for (auto const& [name, type] : kTypes) {
+        if (node.has(name)) {
+            if (isRead) {
+                node.fail("expected one type only");
+            }
+            readTagItems(node.at(name), findTag(number), type, number, metadata);
+            isRead = true;
+        }
+    }
+    if (!isRead) {
+        node.fail("expected a type: u8, i32 or i64");
+    }
+}
+
+/// One tag: a value, a list of values, an object that names the type, or null to remove it.
+void readTag(uint32_t number, Node const& node, Metadata& metadata) {
+    Tag const* const tag = findTag(number);
     if (node.isNull()) {
         metadata.erase(number);
     } else if (node.isObject()) {
-        static constexpr struct {
-            char const* name;
-            TagType type;
-        } kTypes[] = {{"u8", TagType::U8}, {"i32", TagType::I32}, {"i64", TagType::I64}};
-        node.object({"u8", "i32", "i64"});
-        bool isRead = false;
-        for (auto const& [name, type] : kTypes) {
-            if (node.has(name)) {
-                readTagItems(node.at(name), tag, type, number, metadata);
-                isRead = true;
-            }
-        }
-        if (!isRead) {
-            node.fail("expected a type: u8, i32 or i64");
-        }
+        readTypedTag(node, number, metadata);
     } else if (tag != nullptr) {
         readTagItems(node, tag, tag->type, number, metadata);
     } else {
@@ -67,13 +87,19 @@ void readTag(std::string const& key, Node const& node, Metadata& metadata) {
 }  // namespace
 
 void readMetadata(Node const& node, Metadata& metadata) {
-    node.eachMember([&](std::string const& key, Node const& member) { readTag(key, member, metadata); });
+    std::map<uint32_t, std::string> keys;
+    node.eachMember([&](std::string const& key, Node const& member) {
+        uint32_t const number = tagNumber(key, member);
+        auto const [first, isNew] = keys.try_emplace(number, key);
+        if (!isNew) {
+            member.fail(fmt::format("the keys '{}' and '{}' are the same tag", first->second, key));
+        }
+        readTag(number, member, metadata);
+    });
 }
 
 void readStreamMetadata(Node const& node, std::map<StreamId, Metadata>& metas) {
-    node.eachMember([&](std::string const& key, Node const& member) {
-        readMetadata(member, metas[member.keyAsInteger(key, kMinI64, kMaxI64)]);
-    });
+    node.eachNumbered<StreamId>([&](StreamId id, Node const& member) { readMetadata(member, metas[id]); });
 }
 
 }  // namespace Replay

@@ -4,20 +4,12 @@
 
 #include <deque>
 #include <istream>
-#include <memory>
+#include <string_view>
 #include <variant>
 
-#include "JsonNode.h"
-#include "replay/model/Session.h"
+#include "RecordedInput.h"
 
 namespace Replay {
-
-/// The input of a recorded call with what its pointers point to.
-struct RecordedInput {
-    ISelector::SelectInputParams in;
-    std::vector<std::shared_ptr<Metadata const>> metas;
-    std::vector<std::unique_ptr<std::set<uint32_t>>> sensorIds;
-};
 
 struct RecordedCall {
     uint64_t number = 0;
@@ -61,7 +53,7 @@ struct RecordingPart {
 };
 
 /// Whether a text begins as a recording does.
-bool isRecording(std::string const& text);
+bool isRecording(std::string_view text);
 
 /// Puts the files of one selector together, in their order. Others, and what is no recording, are alone. The places
 /// are those of each one's first file.
@@ -86,27 +78,7 @@ class RecordingReader {
     std::vector<std::string> const& notes() const { return mNotes; }
 
   private:
-    using Metas = std::map<int64_t, std::shared_ptr<Metadata const>>;
-
-    struct KnownFrame {
-        FrameNo key = 0;
-        ISelector::HistoryFrame frame;
-        std::vector<std::shared_ptr<Metadata const>> metas;
-    };
-
-    struct KnownInflight {
-        FrameNo key = 0;
-        ISelector::InflightFrame frame;
-    };
-
-    /// What the next call of a selector may refer to.
-    struct Known {
-        Metas tags;
-        std::map<int64_t, KnownFrame> history;
-        std::map<int64_t, KnownInflight> inflight;
-    };
-
-    std::optional<nlohmann::json> nextLine();
+    std::optional<JsonDocument> nextLine();
     std::optional<RecordedEvent> nextOfFile();
     std::optional<RecordedEvent> endOfFile();
     RecordedProperties readHeader(Node const& line);
@@ -119,23 +91,21 @@ class RecordingReader {
     void checkNumber(Node const& number);
     void addGap(std::string reason);
     RecordedProperties properties() const;
-    static void readNew(Node const& line, Known& known);
-    static void readInput(Node const& node, Known& known, RecordedInput& input);
-    static std::shared_ptr<Metadata const> metaOf(Node const& number, Metas const& tags);
 
     std::istream& mIn;
     std::string mFile;
     size_t mLine = 0;
+    bool mHasHeader = false;
     bool mHasEnded = false;
     bool mHasCall = false;
     std::optional<RecordingPart> mBefore;
     RecordingPart mPart;
-    uint64_t mSelector = 0;             // of version 2
-    std::deque<RecordedEvent> mEvents;  // read, and not yet asked for
-    RecordedProperties mProperties;     // as told last
-    std::optional<int64_t> mSwitch;     // what the plug-in holds the runtime switch to be; -1: unknown
-    int64_t mOthers = 0;                // other selectors that have been called
-    std::map<uint64_t, Known> mKnown;   // by selector
+    uint64_t mSelector = 0;                  // of version 2
+    std::deque<RecordedEvent> mEvents;       // read, and not yet asked for
+    RecordedProperties mProperties;          // as told last
+    std::optional<int64_t> mSwitch;          // what the plug-in holds the runtime switch to be; -1: unknown
+    int64_t mOthers = 0;                     // other selectors that have been called
+    std::map<uint64_t, KnownInputs> mKnown;  // by selector
     std::vector<std::string> mNotes;
 };
 

@@ -26,10 +26,18 @@ class Metadata final : public IMetadata {
     /// The tag's items, or null. The pointer is good until the next change.
     Items const* find(uint32_t tag) const;
 
+    /// The items of all tags.
+    size_t itemCount() const;
+
+    /// The same tags with the same items.
+    bool operator==(Metadata const& other) const { return mEntries == other.mEntries; }
+
   private:
     struct Entry {
         uint32_t tag;
         Items items;
+
+        bool operator==(Entry const& other) const { return tag == other.tag && items == other.items; }
     };
 
     std::vector<Entry>::iterator lowerBound(uint32_t tag);
