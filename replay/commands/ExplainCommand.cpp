@@ -69,7 +69,7 @@ int explainSessions(Arguments const& arguments) {
 }
 
 int explainLog(Arguments const& arguments) {
-    Input const input = readText(arguments.logcat);
+    Text const input = readText(arguments.logcat);
     auto const processes = readLogcat(input.text);
     std::set<RequestNo> known;
     for (LoggedProcess const& process : processes) {

@@ -10,8 +10,6 @@
 #include <iostream>
 
 #include "Progress.h"
-#include "replay/input/RecordedSession.h"
-#include "replay/input/SessionReader.h"
 #include "replay/model/InputError.h"
 #include "replay/model/Integer.h"
 #include "replay/model/Printable.h"
@@ -143,10 +141,8 @@ Prepared prepare(PlayOptions const& options, Input const& input) {
     Report& report = prepared.report;
     report.plugin = options.plugin;
     report.requests = options.requests;
-    if (input.kind == InputKind::Session) {
-        prepared.set = readSession(input.text, input.name);
-    } else if (input.kind == InputKind::Recording) {
-        prepared.set = readRecordedSessions(input.text, input.name);
+    if (input.kind != InputKind::Dump) {
+        prepared.set = sessionsOf(input, {});
     }
     prepared.warnings = applyProperties(options, prepared.set);
     report.settings = settingsInForce();
@@ -159,7 +155,7 @@ Prepared prepare(PlayOptions const& options, Input const& input) {
         DumpOptions dump = options.dump;
         dump.asBursts = report.settings.hint >= 1 && report.settings.hint <= 4;
         dump.judgedTags = report.settings.judgedTags;
-        prepared.set = readPhoneDump(input.text, input.name, dump);
+        prepared.set = sessionsOf(input, dump);
         report.resultAfterMs = toMs(dump.resultAfterNs);
     }
     report.notes = prepared.set.notes;

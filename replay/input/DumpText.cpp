@@ -79,9 +79,9 @@ std::optional<std::vector<int64_t>> parseValues(std::string const& text, Tag con
 
 /// Takes the line's value over into the client. False when the content is damaged.
 bool readContent(Line const& line, DumpClient& client) {
-    constexpr char const* kOutputs = "output stream ids:";
-    if (line.isRequest && line.content.compare(0, std::string(kOutputs).size(), kOutputs) == 0) {
-        auto ids = parseValues(line.content.substr(std::string(kOutputs).size()), nullptr);
+    constexpr std::string_view kOutputs = "output stream ids:";
+    if (line.isRequest && line.content.compare(0, kOutputs.size(), kOutputs) == 0) {
+        auto ids = parseValues(line.content.substr(kOutputs.size()), nullptr);
         if (ids) {
             client.outputs.set(line.frame, std::move(*ids));
         }
@@ -104,30 +104,53 @@ bool readContent(Line const& line, DumpClient& client) {
     return true;
 }
 
-}  // namespace
-
-Dump readDump(std::string const& text) {
-    Dump dump;
-    std::istringstream lines(text);
-    for (std::string raw; std::getline(lines, raw);) {
-        std::string const line = trimmed(raw);
+/// Puts lines to their clients.
+class DumpReader {
+  public:
+    void read(std::string const& line) {
         if (line.compare(0, 7, "Client:") == 0) {
-            dump.startSection();
-            continue;
+            mSection.clear();
+            return;
         }
         if (line.empty() || line.compare(0, 8, "Cached @") == 0) {
-            continue;
+            return;
         }
         auto const parsed = parseLine(line);
-        if (!parsed || !readContent(*parsed, dump.client(parsed->client))) {
-            ++dump.skipped;
-            continue;
+        DumpClient* const client = parsed ? &clientOf(*parsed) : nullptr;
+        if (client == nullptr || !readContent(*parsed, *client)) {
+            ++mDump.skipped;
+            return;
         }
-        DumpClient& client = dump.client(parsed->client);
-        (parsed->isRequest ? client.submitNs : client.sensorNs)[parsed->frame] = parsed->ns;
-        ++dump.usable;
+        (parsed->isRequest ? client->submitNs : client->sensorNs)[parsed->frame] = parsed->ns;
+        ++mDump.usable;
     }
-    return dump;
+
+    Dump take() { return std::move(mDump); }
+
+  private:
+    /// The client of a line: one of those below the present "Client:" heading.
+    DumpClient& clientOf(Line const& line) {
+        auto const [place, isNew] = mSection.try_emplace(line.client, mDump.clients.size());
+        if (isNew) {
+            mDump.clients.emplace_back().name = line.client;
+        }
+        return mDump.clients[place->second];
+    }
+
+    Dump mDump;
+    std::map<std::string, size_t> mSection;
+};
+
+}  // namespace
+
+Dump readDump(std::string_view text) {
+    DumpReader reader;
+    while (!text.empty()) {
+        size_t const end = text.find('\n');
+        reader.read(trimmed(std::string(text.substr(0, end))));
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    }
+    return reader.take();
 }
 
 }  // namespace Replay

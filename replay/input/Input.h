@@ -1,30 +1,39 @@
-// Reads what a command is given: a file or standard input, a session or a dump.
+// Reads what a command is given, a file or standard input, and tells what it is.
 #pragma once
 
 #include <string>
 
-#include "replay/model/Session.h"
+#include "PhoneDump.h"
 
 namespace Replay {
 
-/// What an input is.
-enum class InputKind { Session, Recording, Dump };
+/// What a text holds, by how it begins.
+enum class InputKind {
+    Session,    ///< a session file of ours
+    Recording,  ///< what the recorder wrote
+    Dump,       ///< neither: what a phone's camera service prints, if anything
+};
 
-struct Input {
+struct Text {
     std::string name;  ///< for messages
     std::string text;
+};
+
+struct Input : Text {
     InputKind kind = InputKind::Dump;
 };
 
-/// Reads the file, or standard input for "-", as text. A folder, a file that cannot be read, and one that is
+/// Reads the file, or standard input for "-", as text. What is no file, a file that cannot be read, and one that is
 /// packed, binary or not in UTF-8 are named for what they are: InputError.
-Input readText(std::string const& path);
+Text readText(std::string const& path);
 
-/// Reads the file, or standard input for "-". What is neither a session nor a dump is named for what it is:
-/// InputError.
+/// Reads the file, or standard input for "-". What cannot hold sessions is named for what it is: InputError.
 Input readInput(std::string const& path);
 
-/// The same of a text that was read already; `name` is for messages.
-Input toInput(std::string const& name, std::string const& text);
+/// The same of a text that was read already.
+Input toInput(Text text);
+
+/// The input's sessions. Options are for dumps. Throws InputError.
+SessionSet sessionsOf(Input const& input, DumpOptions const& options);
 
 }  // namespace Replay

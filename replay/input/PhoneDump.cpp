@@ -2,9 +2,12 @@
 // and said.
 #include "PhoneDump.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
 
 #include "DumpText.h"
+#include "Expansion.h"
 #include "replay/model/InputError.h"
 #include "replay/model/Units.h"
 
@@ -24,7 +27,11 @@ int64_t interpolate(std::map<int64_t, int64_t> const& points, int64_t frame) {
         return points.begin()->second + (frame - points.begin()->first) * kFramePeriodNs;
     }
     auto right = points.lower_bound(frame);
-    right = right == points.end() ? std::prev(right) : right == points.begin() ? std::next(right) : right;
+    if (right == points.end()) {
+        --right;
+    } else if (right == points.begin()) {
+        ++right;
+    }
     auto const left = std::prev(right);
     double const slope =
         static_cast<double>(right->second - left->second) / static_cast<double>(right->first - left->first);
@@ -42,9 +49,9 @@ bool isStillIntent(int64_t intent) {
 
 /// What the frame's request asked for: by the REQ lines, and before the first of them by the frame's result.
 std::optional<int64_t> requestedValue(DumpClient const& client, uint32_t tag, int64_t frame) {
-    for (TagTimelines const* const timelines : {&client.requestTags, &client.resultTags}) {
-        auto const timeline = timelines->find(tag);
-        auto const* const values = timeline == timelines->end() ? nullptr : timeline->second.at(frame);
+    for (TagsByFrame const* const tags : {&client.requestTags, &client.resultTags}) {
+        auto const found = tags->find(tag);
+        auto const* const values = found == tags->end() ? nullptr : found->second.at(frame);
         if (values != nullptr) {
             return values->front();
         }
@@ -74,36 +81,33 @@ struct Assumed {
 constexpr int64_t kConverged = 2;
 constexpr int64_t kLocked = 3;
 
+constexpr int64_t kAuto = 1;  // android.control.afMode, to CONTINUOUS_PICTURE
+constexpr int64_t kContinuousPicture = 4;
+
+/// What the assumption decides.
 std::string meaningOf(Assumed const& assumed) {
-    bool const isAuto =
-        assumed.tag->number == kAfMode && assumed.value && *assumed.value >= 1 && *assumed.value <= 4;
+    auto const& value = assumed.value;
+    auto const passes = [](char const* check, bool isPassed) {
+        return fmt::format("{} frame passes the {} check", isPassed ? "every" : "no", check);
+    };
     switch (assumed.tag->number) {
         case kAfMode:
-            return !assumed.value ? "no frame passes the auto-focus check"
-                   : isAuto       ? "afState and lens.state decide the auto-focus check"
-                                  : "every frame passes the auto-focus check";
-        case kAfState:
-            return !assumed.value ? "no frame passes the auto-focus check" : "afMode decides the auto-focus check";
+            if (value && *value >= kAuto && *value <= kContinuousPicture) {
+                return "afState and lens.state decide the auto-focus check";
+            }
+            return passes("auto-focus", value.has_value());
+        case kAfState: return value ? "afMode decides the auto-focus check" : passes("auto-focus", false);
         case kLensState:
-            return !assumed.value ? "no frame passes the auto-focus check"
-                                  : "afMode and afState decide the auto-focus check";
-        case kAeState:
-            return assumed.value && (*assumed.value == kConverged || *assumed.value == kLocked)
-                       ? "every frame passes the auto-exposure check"
-                       : "no frame passes the auto-exposure check";
-        case kSoftAeState:
-            return !assumed.value || *assumed.value == 1 ? "every frame passes the soft auto-exposure check"
-                                                         : "no frame passes the soft auto-exposure check";
-        case kFrameSyncResult:
-            return !assumed.value || *assumed.value == 0 ? "every frame passes the frame synchronisation check"
-                                                         : "no frame passes the frame synchronisation check";
+            return value ? "afMode and afState decide the auto-focus check" : passes("auto-focus", false);
+        case kAeState: return passes("auto-exposure", value && (*value == kConverged || *value == kLocked));
+        case kSoftAeState: return passes("soft auto-exposure", value.value_or(1) == 1);
+        case kFrameSyncResult: return passes("frame synchronisation", value.value_or(0) == 0);
         default: return "no line of the dump says so";
     }
 }
 
 /// What is taken for the tags that the client never names.
 std::vector<Assumed> assumptionsFor(DumpClient const& client, DumpOptions const& options) {
-    constexpr int64_t kContinuousPicture = 4;
     bool const hasAfState = client.resultTags.count(kAfState) != 0;
     std::map<uint32_t, std::optional<int64_t>> values{{kAfMode, hasAfState ? kContinuousPicture : 0},
                                                       {kAfState, 0},
@@ -132,9 +136,9 @@ void noteAssumptions(DumpClient const& client, std::vector<Assumed> const& assum
         uint32_t const number = assumed.tag->number;
         bool const isUsers = options.assume.count(number) != 0;
         if (isUsers || options.judgedTags.count(number) != 0) {
-            notes.push_back(client.name + " never names " + assumed.tag->name + ": taken as " +
-                            (assumed.value ? wordOf(*assumed.tag, *assumed.value) : "absent") + ", so " +
-                            meaningOf(assumed) + (isUsers ? " (--assume)" : ""));
+            notes.push_back(fmt::format("{} never names {}: taken as {}, so {}{}", client.name, assumed.tag->name,
+                                        assumed.value ? wordOf(*assumed.tag, *assumed.value) : "absent",
+                                        meaningOf(assumed), isUsers ? " (--assume)" : ""));
         }
     }
 }
@@ -157,93 +161,144 @@ Frame makeFrame(DumpClient const& client, int64_t number, std::vector<Assumed> c
             (tag->number >= kFirstHalTag ? halMeta : appMeta).set(tag->number, *toItems(tag->type, {*value}));
         }
     }
-    for (auto const& [tag, timeline] : client.resultTags) {
-        if (auto const* const values = timeline.at(number)) {
+    for (auto const& [tag, told] : client.resultTags) {
+        if (auto const* const values = told.at(number)) {
             (tag >= kFirstHalTag ? halMeta : appMeta).set(tag, *toItems(findTag(tag)->type, *values));
         }
     }
     return frame;
 }
 
-/// The requests of consecutive still captures, each a shutter press.
-void addRequests(std::vector<Frame const*> const& run, DumpClient const& client, DumpOptions const& options,
-                 Session& session) {
-    for (size_t index = 0; index < run.size(); ++index) {
-        Frame const& frame = *run[index];
-        Request request;
-        request.requestNo = frame.requestNo;
-        request.shutterNs = submitTime(client, frame.frameNo, frame.startNs);
-        request.submitNs = request.shutterNs;
-        request.needStreams.appMetas = {kAppStream};
-        request.needStreams.halMetas = {kHalStream};
-        request.ev =
-            static_cast<int32_t>(requestedValue(client, kAeExposureCompensation, frame.frameNo).value_or(0));
-        request.appMeta.set(kAeExposureCompensation, request.ev);
-        if (options.asBursts) {
-            request.burstIdx = static_cast<int32_t>(index);
-            request.burstCnt = static_cast<int32_t>(run.size());
-        }
-        session.requests.push_back(request);
-    }
+/// The request of a still capture, a shutter press.
+Request makeRequest(DumpClient const& client, Frame const& frame) {
+    Request request;
+    request.requestNo = frame.requestNo;
+    request.shutterNs = submitTime(client, frame.frameNo, frame.startNs);
+    request.submitNs = request.shutterNs;
+    request.needStreams.appMetas = {kAppStream};
+    request.needStreams.halMetas = {kHalStream};
+    request.ev = static_cast<int32_t>(requestedValue(client, kAeExposureCompensation, frame.frameNo).value_or(0));
+    request.appMeta.set(kAeExposureCompensation, request.ev);
+    return request;
 }
 
-Session makeSession(DumpClient const& client, std::string const& file, std::vector<Assumed> const& assumptions,
-                    DumpOptions const& options) {
-    Session session;
-    session.name = client.name;
-    if (client.sensorNs.empty()) {
-        return session;
+/// The first two frames with times that are too near to each other for any sensor, in words; empty: none are. A
+/// damaged frame number shows so.
+std::string tooQuick(DumpClient const& client) {
+    constexpr int64_t kShortestPeriodNs = 200000;  // 5,000 frames a second
+    auto const left =
+        std::adjacent_find(client.sensorNs.begin(), client.sensorNs.end(), [](auto const& one, auto const& next) {
+            int64_t const ns = next.second - one.second;
+            return ns >= 0 && ns / kShortestPeriodNs < next.first - one.first;
+        });
+    if (left == client.sensorNs.end()) {
+        return "";
     }
-    int64_t first = client.sensorNs.begin()->first;
-    int64_t last = client.sensorNs.rbegin()->first;
-    if (!client.submitNs.empty()) {
-        first = std::min(first, client.submitNs.begin()->first);
-        last = std::max(last, client.submitNs.rbegin()->first);
+    auto const right = std::next(left);
+    return fmt::format("f{} to f{} in {:.3f} ms, no sensor is that quick: a frame number or a time is damaged",
+                       left->first, right->first, toMs(right->second - left->second));
+}
+
+/// Makes a session of what a client did.
+class SessionMaker {
+  public:
+    SessionMaker(DumpClient const& client, std::string const& file, std::vector<Assumed> const& assumptions,
+                 DumpOptions const& options)
+        : mClient(client), mPlace(file + ": " + client.name), mAssumptions(assumptions), mOptions(options) {
+        mSession.name = client.name;
     }
-    if (last - first >= options.maxFrames || last >= NSCam::ZslPolicy::kNoFrame) {
-        throw InputError(file + ": " + client.name + ": frames f" + std::to_string(first) + " to f" +
-                         std::to_string(last) + " are too high, or more than " + std::to_string(options.maxFrames) +
-                         " in a file");
+
+    Session make(Expansion& expansion) {
+        if (mClient.sensorNs.empty()) {
+            return std::move(mSession);
+        }
+        int64_t first = mClient.sensorNs.begin()->first;
+        int64_t last = mClient.sensorNs.rbegin()->first;
+        if (!mClient.submitNs.empty()) {
+            first = std::min(first, mClient.submitNs.begin()->first);
+            last = std::max(last, mClient.submitNs.rbegin()->first);
+        }
+        if (last - first >= mOptions.maxFrames || last >= NSCam::ZslPolicy::kNoFrame) {
+            fail(fmt::format("frames f{} to f{} are too high, or more than {} in a file", first, last,
+                             mOptions.maxFrames));
+        }
+        for (int64_t number = first; number <= last; ++number) {
+            mSession.frames.push_back(makeFrame(mClient, number, mAssumptions, mOptions));
+            expansion.add(valuesOf(mSession.frames.back()), mPlace);
+        }
+        addRequests();
+        return std::move(mSession);
     }
-    for (int64_t number = first; number <= last; ++number) {
-        session.frames.push_back(makeFrame(client, number, assumptions, options));
+
+  private:
+    [[noreturn]] void fail(std::string const& reason) const {
+        std::string const quick = tooQuick(mClient);
+        throw InputError(mPlace + ": " + reason + (quick.empty() ? "" : "; " + quick));
     }
-    std::vector<Frame const*> run;
-    for (Frame const& frame : session.frames) {
-        if (isStillIntent(requestedValue(client, kCaptureIntent, frame.frameNo).value_or(0))) {
-            run.push_back(&frame);
-        } else {
-            addRequests(run, client, options, session);
-            run.clear();
+
+    bool isStill(Frame const& frame) const {
+        return isStillIntent(requestedValue(mClient, kCaptureIntent, frame.frameNo).value_or(0));
+    }
+
+    /// Still captures are shutter presses; consecutive ones may be a burst.
+    void addRequests() {
+        auto const& frames = mSession.frames;
+        for (auto frame = frames.begin(); frame != frames.end();) {
+            auto const end = std::find_if(frame, frames.end(), [&](Frame const& next) { return !isStill(next); });
+            auto const count = end - frame;
+            if (count > kMaxRun) {
+                fail(fmt::format("f{} to f{}: {} still captures in a row; {} at most are played", frame->frameNo,
+                                 std::prev(end)->frameNo, count, kMaxRun));
+            }
+            for (int32_t index = 0; index < count; ++index, ++frame) {
+                Request request = makeRequest(mClient, *frame);
+                if (mOptions.asBursts) {
+                    request.burstIdx = index;
+                    request.burstCnt = static_cast<int32_t>(count);
+                }
+                mSession.requests.push_back(std::move(request));
+            }
+            frame = end == frames.end() ? end : std::next(end);
+        }
+        if (mSession.requests.size() > static_cast<size_t>(kMaxRequests)) {
+            fail(fmt::format("{} still captures; {} at most are played", mSession.requests.size(), kMaxRequests));
         }
     }
-    addRequests(run, client, options, session);
-    return session;
-}
+
+    DumpClient const& mClient;
+    std::string mPlace;
+    std::vector<Assumed> const& mAssumptions;
+    DumpOptions const& mOptions;
+    Session mSession;
+};
 
 }  // namespace
 
 SessionSet readPhoneDump(std::string const& text, std::string const& file, DumpOptions const& options) {
     Dump const dump = readDump(text);
     if (dump.usable == 0) {
-        throw InputError(file + ": no line of a camera service's tag monitor (" + std::to_string(dump.skipped) +
-                         " other lines)");
+        throw InputError(
+            fmt::format("{}: no line of a camera service's tag monitor ({} other lines)", file, dump.skipped));
     }
     SessionSet set;
     DumpOptions left = options;
+    Expansion expansion(text.size());
     size_t requests = 0;
     for (DumpClient const& client : dump.clients) {
         if (!options.client.empty() && client.name != options.client) {
             continue;
         }
         auto const assumptions = assumptionsFor(client, options);
-        Session session = makeSession(client, file, assumptions, left);
+        Session session = SessionMaker(client, file, assumptions, left).make(expansion);
         left.maxFrames -= static_cast<int64_t>(session.frames.size());
         requests += session.requests.size();
         if (session.frames.empty()) {
             set.notes.push_back(client.name + ": no result line, so no frame to choose from; left out");
         } else {
             noteAssumptions(client, assumptions, options, set.notes);
+            if (std::string const quick = tooQuick(client); !quick.empty()) {
+                set.notes.push_back(client.name + ": " + quick);
+            }
             set.sessions.push_back(std::move(session));
         }
     }
@@ -265,12 +320,12 @@ SessionSet readPhoneDump(std::string const& text, std::string const& file, DumpO
             std::all_of(dump.clients.begin(), dump.clients.end(),
                         [&](DumpClient const& client) { return client.resultTags.count(entry.first) != 0; });
         if (isNamedByAll) {
-            set.notes.push_back(std::string("--assume ") + findTag(entry.first)->name +
-                                " has no effect: the dump names the tag");
+            set.notes.push_back(
+                fmt::format("--assume {} has no effect: the dump names the tag", findTag(entry.first)->name));
         }
     }
     if (dump.skipped != 0) {
-        set.notes.push_back(std::to_string(dump.skipped) + " damaged or foreign lines skipped");
+        set.notes.push_back(fmt::format("{} damaged or foreign lines skipped", dump.skipped));
     }
     return set;
 }

@@ -1,16 +1,16 @@
 // The text of the camera service's tag monitor, made into sessions (docs/replay.md).
 #pragma once
 
-#include "replay/model/Session.h"
+#include "Expansion.h"
 
 namespace Replay {
 
 struct DumpOptions {
     bool asBursts = false;  ///< runs of still captures are bursts of reprocess requests
     int64_t resultAfterNs = kUsualResultDelayNs;
-    int64_t maxFrames = 100000;     ///< of all clients together; almost an hour at 30 frames a second
-    std::string client;             ///< only the client of this name; empty: all
-    std::set<uint32_t> judgedTags;  ///< tags that decide something under the settings in force: said when assumed
+    int64_t maxFrames = kMaxFrames;  ///< of all clients together
+    std::string client;              ///< only the client of this name; empty: all
+    std::set<uint32_t> judgedTags;   ///< tags that decide something under the settings in force: said when assumed
     /// By tag, what to take for it where a client never names it; nothing: the tag stays absent.
     std::map<uint32_t, std::optional<int64_t>> assume;
 };
