@@ -5,6 +5,8 @@
 #include "Desk.h"
 #include "Scene.h"
 #include "replay/input/PhoneDump.h"
+#include "replay/input/RecordedCalls.h"
+#include "replay/input/RecordedSession.h"
 #include "replay/model/InputError.h"
 #include "replay/model/Units.h"
 
@@ -76,12 +78,12 @@ TEST(SessionFile, FramesChangesAndBursts) {
 }
 
 TEST(PhoneDump, FramesAndShutterPresses) {
-    SessionSet const recording = readPhoneDump(textOf(DATA "/watch-dump.txt"), "dump", {});
-    ASSERT_EQ(recording.sessions.size(), 2U);
-    EXPECT_EQ(recording.notes,
+    SessionSet const dump = readPhoneDump(textOf(DATA "/watch-dump.txt"), "dump", {});
+    ASSERT_EQ(dump.sessions.size(), 2U);
+    EXPECT_EQ(dump.notes,
               (std::vector<std::string>{"21:com.example.two: no result line, so no frame to choose from; left out",
                                         "4 damaged or foreign lines skipped"}));
-    Session const& one = recording.sessions[0];
+    Session const& one = dump.sessions[0];
     EXPECT_EQ(one.name, "0:com.example.one");
     ASSERT_EQ(one.frames.size(), 11U);
     EXPECT_EQ(one.frames[2].startNs, 1080000000);  // f12, between f11 and f19
@@ -102,7 +104,7 @@ TEST(PhoneDump, FramesAndShutterPresses) {
     EXPECT_EQ(one.requests[1].shutterNs, 1150000000);
     EXPECT_EQ(one.requests[2].shutterNs, 1190000000);  // between f15 and f17
     EXPECT_EQ(one.requests[1].burstIdx, -1);
-    EXPECT_EQ(recording.sessions[1].requests.at(0).requestNo, 4U);
+    EXPECT_EQ(dump.sessions[1].requests.at(0).requestNo, 4U);
 
     DumpOptions options;
     options.asBursts = true;
@@ -121,7 +123,7 @@ uint8_t valueOf(Session const& session, uint32_t tag) {
 TEST(PhoneDump, WhatIsNeverNamedIsAssumedAndSaid) {
     DumpOptions options;
     options.judgedTags = {kAfMode, kAfState, kLensState, kAeState};
-    SessionSet recording = readPhoneDump(textOf(DATA "/watch-dump.txt"), "dump", options);
+    SessionSet dump = readPhoneDump(textOf(DATA "/watch-dump.txt"), "dump", options);
     std::string const one = "0:com.example.one never names android.";
     std::string const two = "20:com.example.two never names android.";
     std::vector<std::string> notes{
@@ -130,34 +132,99 @@ TEST(PhoneDump, WhatIsNeverNamedIsAssumedAndSaid) {
         two + "control.afMode: taken as OFF, so every frame passes the auto-focus check",
         two + "control.afState: taken as INACTIVE, so afMode decides the auto-focus check",
         two + "lens.state: taken as STATIONARY, so afMode and afState decide the auto-focus check"};
-    recording.notes.resize(notes.size());
-    EXPECT_EQ(recording.notes, notes);
-    EXPECT_EQ(valueOf(recording.sessions[0], kAfMode), 4);
-    EXPECT_EQ(valueOf(recording.sessions[0], kAeState), 2);
-    EXPECT_EQ(valueOf(recording.sessions[1], kAfMode), 0);
-    EXPECT_EQ(valueOf(recording.sessions[1], kAeState), 3);
+    dump.notes.resize(notes.size());
+    EXPECT_EQ(dump.notes, notes);
+    EXPECT_EQ(valueOf(dump.sessions[0], kAfMode), 4);
+    EXPECT_EQ(valueOf(dump.sessions[0], kAeState), 2);
+    EXPECT_EQ(valueOf(dump.sessions[1], kAfMode), 0);
+    EXPECT_EQ(valueOf(dump.sessions[1], kAeState), 3);
 
     options.assume = {{kAfMode, std::nullopt}, {kLensState, 1}};
     options.client = "20:com.example.two";
-    recording = readPhoneDump(textOf(DATA "/watch-dump.txt"), "dump", options);
-    EXPECT_EQ(recording.sessions.size(), 1U);
-    EXPECT_EQ(recording.notes[0],
+    dump = readPhoneDump(textOf(DATA "/watch-dump.txt"), "dump", options);
+    EXPECT_EQ(dump.sessions.size(), 1U);
+    EXPECT_EQ(dump.notes[0],
               two + "control.afMode: taken as absent, so no frame passes the auto-focus check (--assume)");
-    EXPECT_EQ(valueOf(recording.sessions[0], kAfMode), 99);
-    EXPECT_EQ(valueOf(recording.sessions[0], kLensState), 1);
+    EXPECT_EQ(valueOf(dump.sessions[0], kAfMode), 99);
+    EXPECT_EQ(valueOf(dump.sessions[0], kLensState), 1);
 }
 
 TEST(PhoneDump, UnusableFiles) {
     std::string const capture = "0:a f1:5ns: RES:android.control.captureIntent: [STILL_CAPTURE]\n";
     for (std::string const& text :
          {std::string(), std::string("hello\nworld\n"), std::string("0:a f1:5ns: RES:android.lens.state: [MOVING]"),
-          capture + "0:a f4294967294:9ns: RES:android.lens.state: [MOVING]\n"}) {
+          capture + "0:a f4294967294:9ns: RES:android.lens.state: [MOVING]\n",
+          capture + "0:a f1026:9ns: REQ:android.control.captureIntent: [PREVIEW]\n"}) {
         EXPECT_THROW(readPhoneDump(text, "dump", {}), InputError) << text;
     }
     EXPECT_TRUE(readPhoneDump(capture, "dump", {}).notes.empty());
+    EXPECT_EQ(
+        readPhoneDump(capture + "0:a f9:1500000ns: RES:android.lens.state: [MOVING]", "dump", {}).notes,
+        std::vector<std::string>{"0:a: f1 to f9 in 1.500 ms, no sensor is that quick: a frame number or a time "
+                                 "is damaged"});
     DumpOptions options;
     options.client = "0:b";
     EXPECT_THROW(readPhoneDump(capture, "dump", options), InputError);
+}
+
+/// A call of a recording: a request for a frame, of which the answer is `selected`. `told` are history frames.
+std::string callLine(int number, int elapsedMs, std::string const& told, std::string const& selected = "") {
+    return R"({"call":)" + std::to_string(number) + R"(,"selector":1,"ns":)" + std::to_string(number * 1000000) +
+           R"(,"tookNs":1,"tags":{"1":{},"2":{"7":{"u8":)" + std::to_string(number) + R"(}}},"new":{"history":{)" +
+           told + R"(},"inflight":{}},"in":{"requestNo":7,"elapsedMs":)" + std::to_string(elapsedMs) +
+           R"(,"zsdTs":5,"targetEv":0,"ispHidl":[-1,-1],"required":{"0":{"images":[],"halMetas":[],"appMetas":[],)" +
+           R"("meta":0}},"sensorModes":{},"preCollects":{},"history":[[1,1]],"inflight":[]},"out":{"selected":{)" +
+           selected + "},\"operations\":{},\"frameNoSet\":[]}}\n";
+}
+
+std::string toldFrame(char const* timestamp, char const* meta) {
+    return std::string(R"("1":{"key":3,"frameNo":3,"requestNo":3,"timestamp":)") + timestamp +
+           R"(,"images":[],"halMetas":[],"appMetas":[],"app":{"1":)" + meta + R"(},"hal":{},"locked":0})";
+}
+
+TEST(Recording, WrittenAnewNumbersUsedAgainAndWhatIsNotPlayed) {
+    // A byte order mark, blanks and another order of keys change nothing.
+    std::string const head =
+        "\xef\xbb\xbf \n{\"version\": 1, \"format\" : \"zsl-recording\", \"plugin\": \"\", \"process\": 1, "
+        "\"startedAtMs\": 0, \"ns\": 0, \"properties\": {}}\n{\"made\":1,\"ns\":0}\n";
+    ASSERT_TRUE(isRecording(head.substr(3)));
+    // R7 waits, is served, and comes again; then another R7 comes while it waits. The frame changes, and comes back
+    // with another timestamp.
+    std::string const calls = callLine(1, 0, toldFrame("1", "1")) +
+                              callLine(2, 5, toldFrame("1", "2"), R"("0":[3,0])") + callLine(3, 9, "") +
+                              callLine(4, 2, "");
+    SessionSet const set = readRecordedSessions(head + calls + callLine(5, 4, toldFrame("2", "1")), "r");
+    EXPECT_EQ(set.notes,
+              (std::vector<std::string>{
+                  "r, selector 1: 1 frames, the first of them F3, come back after they had gone, or with another "
+                  "timestamp: played is what came first",
+                  "r, selector 1: 1 frames, the first of them F3, have changed since they landed: they are played "
+                  "as they "
+                  "landed"}));
+    Session const& session = set.sessions.at(0);
+    EXPECT_EQ(session.requests.size(), 3U);
+    std::vector<size_t> presented;
+    for (Tick const& tick : session.ticks) {
+        presented.push_back(tick.request);
+    }
+    EXPECT_EQ(presented, (std::vector<size_t>{0, 0, 1, 2, 2}));
+
+    auto const errorOf = [](std::string const& text) -> std::string {
+        try {
+            readRecordedSessions(text, "r");
+            return "none";
+        } catch (InputError const& error) {
+            return error.what();
+        }
+    };
+    EXPECT_EQ(errorOf(head), "r: the recording has no call for a frame");
+    EXPECT_EQ(errorOf("{\"frames\": []}"),
+              "r: this is no recording, whose first line names the format \"zsl-recording\"");
+    std::string const start = R"({"format":"zsl-recording","version":)";
+    EXPECT_EQ(errorOf(start + R"(3,"new":1})"),
+              "r: line 1: /version: version 3; this program reads versions 1 and 2");
+    EXPECT_EQ(errorOf(start + R"(1,"plugin":"","process":1,"startedAtMs":0,"ns":0,"properties":{"a b":1}})"),
+              "r: line 1: /properties/a b: this is no name of a property");
 }
 
 /// What reasons are read from the lines of a call.

@@ -106,6 +106,8 @@ check 2 'excludes' explain --logcat "$work/log" "$work/dump"
 run generate --seed 7 --sensors 2 --burst 3 | cksum | grep -q '^3293878639 12336$' ||
     fail "generate: another session than elsewhere"
 check 2 '\-\-fps' generate --fps 0
+check 2 '108000 frames; a session holds 100000' generate --seconds 3600
+[ ! -e /proc/self/mem ] || check 2 '^zsl-replay: /proc/self/mem: ' /proc/self/mem
 run generate --count 3 >"$work/sessions"
 mkdir -p "$work/folder/below"
 cp "$stable" "$work/folder/b.json"
