@@ -105,6 +105,8 @@ class JsonDocument {
     ~JsonDocument();
     JsonDocument(JsonDocument&&) noexcept;
     JsonDocument& operator=(JsonDocument&&) noexcept;
+    JsonDocument(JsonDocument const&) = delete;
+    JsonDocument& operator=(JsonDocument const&) = delete;
 
     Node root() const;
 
