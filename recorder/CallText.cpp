@@ -125,9 +125,9 @@ CallText::Set& CallText::setOf(WordReader& words) {
         auto value = mValues.begin();
         for (size_t index = 0; index < kTagCount; ++index) {
             if ((present >> index & 1) != 0) {
-                key(mNewSets, kTags[index].number);
+                key(mNewSets, kMetadataTags[index].number);
                 mNewSets += '{';
-                appendField(mNewSets, kTags[index].type, *++value);
+                appendField(mNewSets, nameOf(kMetadataTags[index].type), *++value);
                 mNewSets += '}';
             }
         }

@@ -7,19 +7,6 @@ namespace NSCam::Recorder {
 
 namespace Properties = Utils::Properties;
 
-std::array<Tag, kTagCount> const kTags = {{
-    {0x10001, "i32"},     // exposure compensation
-    {0x10007, "u8"},      // auto-focus mode
-    {0x1001F, "u8"},      // auto-exposure state
-    {0x10020, "u8"},      // auto-focus state
-    {0x80009, "u8"},      // lens state
-    {0x800B0022, "i32"},  // pre-collect hint
-    {0xC0000005, "i32"},  // sensor
-    {0xC0010014, "i32"},  // sensor mode
-    {0xC0030023, "i32"},  // soft auto-exposure state
-    {0xC0080004, "i64"},  // frame synchronisation
-}};
-
 std::array<char const*, kPropertyCount> const kPropertyNames = {
     "vendor.debug.camera.log.zsl.sample",     //
     "vendor.debug.camera.zsl.runtime.adb",    //
@@ -40,6 +27,15 @@ bool putEntry(int64_t*& to, IMetadata const* meta, uint32_t tag) {
     return true;
 }
 
+bool putEntry(int64_t*& to, IMetadata const* meta, MetadataTag const& tag) {
+    switch (tag.type) {
+        case TagType::U8: return putEntry<uint8_t>(to, meta, tag.number);
+        case TagType::I32: return putEntry<int32_t>(to, meta, tag.number);
+        case TagType::I64: return putEntry<int64_t>(to, meta, tag.number);
+    }
+    return false;
+}
+
 }  // namespace
 
 int64_t* putMetadata(int64_t* to, IMetadata const* meta) {
@@ -50,10 +46,7 @@ int64_t* putMetadata(int64_t* to, IMetadata const* meta) {
     }
     present = 0;
     for (size_t index = 0; index < kTagCount; ++index) {
-        Tag const& tag = kTags[index];
-        bool const isThere = tag.type[0] == 'u'   ? putEntry<uint8_t>(to, meta, tag.number)
-                             : tag.type[1] == '3' ? putEntry<int32_t>(to, meta, tag.number)
-                                                  : putEntry<int64_t>(to, meta, tag.number);
+        bool const isThere = putEntry(to, meta, kMetadataTags[index]);
         present |= static_cast<int64_t>(isThere) << index;
     }
     return to;

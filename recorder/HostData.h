@@ -1,6 +1,8 @@
 // What a recording holds of the host's metadata and properties: what a selector reads of them.
 #pragma once
 
+#include <vzrcam/MetadataTags.h>
+
 #include <array>
 #include <cstdint>
 
@@ -12,14 +14,9 @@ class IMetadata;
 
 namespace NSCam::Recorder {
 
-struct Tag {
-    uint32_t number;
-    char const* type;  ///< u8, i32 or i64
-};
-
-/// The tags that a selector reads, ascending.
-constexpr size_t kTagCount = 10;
-extern std::array<Tag, kTagCount> const kTags;
+/// The tags that a selector reads, a bit each in the number that tells which are there.
+constexpr size_t kTagCount = kMetadataTagCount;
+static_assert(kTagCount < 63);
 
 /// In place of the tags that are there, for a null pointer.
 constexpr int64_t kNullMetadata = -1;
@@ -27,7 +24,7 @@ constexpr int64_t kNullMetadata = -1;
 /// At most so many numbers tell of one container.
 constexpr size_t kMetadataWords = 1 + kTagCount;
 
-/// Puts down which of kTags are there, a bit each, and their values; answers the place behind them.
+/// Puts down which of kMetadataTags are there, a bit each, and their values; answers the place behind them.
 int64_t* putMetadata(int64_t* to, IMetadata const* meta);
 
 /// The properties that a selector reads, with the defaults that it uses.

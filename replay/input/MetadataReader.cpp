@@ -52,11 +52,10 @@ uint32_t tagNumber(std::string const& key, Node const& node) {
 
 /// {"i32": value}
 void readTypedTag(Node const& node, uint32_t number, Metadata& metadata) {
-    static constexpr std::pair<char const*, TagType> kTypes[] = {
-        {"u8", TagType::U8}, {"i32", TagType::I32}, {"i64", TagType::I64}};
     node.object({"u8", "i32", "i64"});
     bool isRead = false;
-    for (auto const& [name, type] : kTypes) {
+    for (TagType const type : {TagType::U8, TagType::I32, TagType::I64}) {
+        char const* const name = nameOf(type);
         if (node.has(name)) {
             if (isRead) {
                 node.fail("expected one type only");

@@ -11,6 +11,11 @@ namespace NSCam {
 /// What the entries of a tag are: uint8_t, int32_t or int64_t.
 enum class TagType : uint8_t { U8, I32, I64 };
 
+/// As session files and recordings have it.
+constexpr char const* nameOf(TagType type) {
+    return type == TagType::U8 ? "u8" : type == TagType::I32 ? "i32" : "i64";
+}
+
 struct MetadataTag {
     uint32_t number;
     TagType type;
