@@ -90,7 +90,7 @@ class Sweep {
             ++number;
             if (line.find_first_not_of(" \t\r") != std::string::npos) {
                 std::string const name = "standard input line " + std::to_string(number);
-                play(name, [name, line] { return toInput(name, line); });
+                play(name, [name, line] { return toInput({name, line}); });
             }
         }
     }
