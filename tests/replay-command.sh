@@ -131,7 +131,18 @@ check 2 'fifo: is a FIFO; expected a file' sweep "$work/folder/fifo"
 (ulimit -n 14 && check 0 '^0 +0 .* 18 +18 ' sweep --hint 0,1,2,3 --policy default,0 --jobs 64 - <"$work/sessions" && exit $failures) ||
     failures=$((failures + 1))
 check 0 '^2 requests' --html "$work/page.html" --svg "$work/timeline.svg" --trace "$work/trace.json" "$late"
-check 1 'nowhere/page.html: No such file' --html "$work/nowhere/page.html" "$late"
+# One that cannot be written stops no other; what was there stays; nothing goes over what is read or written.
+cp "$stable" "$work/input"
+ln "$work/input" "$work/link"
+check 1 'nowhere/page.html: No such file' --html "$work/nowhere/page.html" --svg "$work/input.svg" "$work/input"
+cmp -s "$work/input.svg" <(run --svg - "$work/input") || fail "--svg -"
+check 2 '[-]-html would overwrite its input, .*/link' --html "$work/input" "$work/link"
+check 2 '[-]-json and --svg would both write to standard output' --json --svg - "$late"
+check 2 '[-]-html and --trace would both write' --html "$work/x" --trace "$work/./x" "$late"
+(ulimit -f 8 && trap '' XFSZ && run --html "$work/input.svg" "$late" >/dev/null 2>&1) && fail "no room"
+grep -q '^</svg>' "$work/input.svg" && ! ls "$work"/.[!.]* >/dev/null 2>&1 || fail "a file written in part"
+sed 's/"description": "/&\\u001b[31m/' "$stable" >"$work/evil"
+check 0 '^\\x1b\[31m' "$work/evil"
 check 2 'nosuch: No such file' nosuch
 check 2 'bad.json: /requests/0: expected an object' "$work/bad.json"
 check 2 'props: no line of a camera' "$work/props"
