@@ -153,10 +153,11 @@ TEST(Explain, MissingLinesInventNothing) {
     for (auto const& file : std::filesystem::directory_iterator(SESSIONS)) {
         Session session;
         HostOptions options;
-        options.keepLog = true;
+        options.log = std::make_shared<LogFile>();
         std::vector<CallStory> calls;
         options.onCall = [&](size_t, CallStory const& call) { calls.push_back(call); };
-        auto const log = playFile(file.path(), session, options).result.log;
+        std::vector<LogLine> log;
+        playFile(file.path(), session, options).log->forEach([&](LogLine const& line) { log.push_back(line); });
         std::mt19937 random(7);
         // The whole log; a short one without each of its lines; then without more and more lines.
         size_t const single = log.size() < 1000 ? log.size() + 1 : 1;
