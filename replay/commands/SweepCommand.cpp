@@ -50,7 +50,8 @@ std::vector<Combination> combinationsOf(Arguments const& arguments) {
 
 /// Plays one input under one combination, in a process of its own: the settings are the process's. Each of its
 /// sessions has another.
-SweepAnswer playOne(PlayOptions options, Combination const& combination, std::function<Input()> const& read) {
+SweepAnswer playOne(PlayOptions const& given, Combination const& combination, std::function<Input()> const& read) {
+    PlayOptions options = given;
     options.settings = combination.settings;
     Prepared const prepared = prepare(options, read());
     SweepAnswer answer{prepared.report.settings, {}};
