@@ -44,13 +44,11 @@ void misbehave(std::string const& kind) {
         throw OwnError("");
     } else if (kind == "thing") {
         throw OwnThing();
-    } else if (kind == "hang") {
-        hang();
     } else if (kind == "close") {
         for (int descriptor = 0; descriptor < 64; ++descriptor) {
             close(descriptor);
         }
-    } else if (kind.compare(0, 4, "fork") == 0 && (fork() == 0 || kind == "forkhang")) {
+    } else if (kind == "hang" || (kind == "fork" && fork() == 0)) {
         hang();  // with the descriptors of its parent
     }
 }

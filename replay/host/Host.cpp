@@ -70,7 +70,7 @@ class Host {
   private:
     /// A request that has arrived and is not answered.
     struct Waiting {
-        Phase phase;
+        Phase phase = Phase::OnEveryEvent;
         ISelector::SelectInputParams in;  // without history and frames in flight
     };
 
@@ -235,6 +235,7 @@ class Host {
     /// The frames of an incomplete answer stay until the request is answered.
     void keep(size_t index, bool isAnswered, std::map<int32_t, ISelector::ZslFrameResult> const& selected) {
         std::vector<FrameNo> frames;
+        frames.reserve(selected.size());
         for (auto const& entry : selected) {
             frames.push_back(entry.second.frameNo);
         }
