@@ -12,7 +12,7 @@ namespace Replay {
 
 namespace {
 
-struct Arguments : PlayOptions {
+struct ExplainArguments : PlayOptions {
     std::string input;
     std::string logcat;
 };
@@ -33,7 +33,7 @@ class Printer {
     bool mIsFirst = true;
 };
 
-int explainSessions(Arguments const& arguments) {
+int explainSessions(ExplainArguments const& arguments) {
     Input const input = readInput(arguments.input);
     refuseDumpOptions(arguments, input);
     Prepared prepared = prepare(arguments, input);
@@ -68,7 +68,7 @@ int explainSessions(Arguments const& arguments) {
     return report.failed > 0 ? kExitFailed : 0;
 }
 
-int explainLog(Arguments const& arguments) {
+int explainLog(ExplainArguments const& arguments) {
     Text const input = readText(arguments.logcat);
     auto const processes = readLogcat(input.text);
     std::set<RequestNo> known;
@@ -111,7 +111,7 @@ int explainLog(Arguments const& arguments) {
 }  // namespace
 
 std::function<int()> addExplain(CommandLine& line) {
-    auto const arguments = std::make_shared<Arguments>();
+    auto const arguments = std::make_shared<ExplainArguments>();
     line.addInput(
         "INPUT", "Session file (JSON), camera service tag monitor dump, or recording; - is standard input",
         [arguments](std::string const& text) { arguments->input = text; }, false);

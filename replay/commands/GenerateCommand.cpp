@@ -7,10 +7,10 @@
 namespace Replay {
 
 std::function<int()> addGenerate(CommandLine& line) {
-    struct Arguments : GenerateOptions {
+    struct GenerateArguments : GenerateOptions {
         uint32_t count = 1;
     };
-    auto const arguments = std::make_shared<Arguments>();
+    auto const arguments = std::make_shared<GenerateArguments>();
     auto const addWhole = [&](char const* name, char const* shown, char const* help, auto& target, int64_t least,
                               int64_t most) {
         line.add(name, shown, help, [name, &target, least, most, arguments](std::string const& text) {

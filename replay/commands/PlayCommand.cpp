@@ -16,7 +16,7 @@ namespace Replay {
 
 namespace {
 
-struct Arguments : PlayOptions {
+struct PlayArguments : PlayOptions {
     std::string input;
     std::string logLevel;
     bool asJson = false;
@@ -26,11 +26,11 @@ struct Arguments : PlayOptions {
 };
 
 /// Standard output has a picture in place of the table.
-bool isPiped(Arguments const& arguments) {
+bool isPiped(PlayArguments const& arguments) {
     return arguments.pageFile == "-" || arguments.svgFile == "-" || arguments.traceFile == "-";
 }
 
-void checkOutputs(Arguments const& arguments) {
+void checkOutputs(PlayArguments const& arguments) {
     bool const isPrinted = arguments.asJson || !isPiped(arguments);
     refuseOverwriting({{"its input", arguments.input},
                        {"the properties of --props", arguments.propertyFile},
@@ -42,7 +42,7 @@ void checkOutputs(Arguments const& arguments) {
 }
 
 /// The report in all forms that are asked for. False: one could not be written, which is told.
-bool write(Arguments const& arguments, Report const& report) {
+bool write(PlayArguments const& arguments, Report const& report) {
     if (!isPiped(arguments)) {
         (arguments.asJson ? printJson : printTable)(std::cout, report);
     } else {
@@ -66,7 +66,7 @@ std::string parseLogLevel(std::string const& text) {
     return text;
 }
 
-int play(Arguments const& arguments) {
+int play(PlayArguments const& arguments) {
     checkOutputs(arguments);
     Input const input = readInput(arguments.input);
     refuseDumpOptions(arguments, input);
@@ -97,23 +97,24 @@ int play(Arguments const& arguments) {
 }  // namespace
 
 std::function<int()> addPlay(CommandLine& line) {
-    auto const arguments = std::make_shared<Arguments>();
-    auto const into = [arguments](std::string Arguments::*target) {
+    auto const arguments = std::make_shared<PlayArguments>();
+    auto const into = [arguments](std::string PlayArguments::*target) {
         return [arguments, target](std::string const& text) { (*arguments).*target = text; };
     };
     line.addInput("INPUT",
                   "Session file (JSON), camera service tag monitor dump, or recording; - is standard input",
-                  into(&Arguments::input));
+                  into(&PlayArguments::input));
     addSettingOptions(line, *arguments);
     addRequestOption(line, *arguments);
     line.addFlag("--json", "Print JSON in place of the table", arguments->asJson);
     line.add(
         "--html", "FILE",
         "Write a page with timeline and explanations, which stands alone, into this file; - is standard output",
-        into(&Arguments::pageFile));
-    line.add("--svg", "FILE", "Write the timeline alone, as SVG, into this file or -", into(&Arguments::svgFile));
+        into(&PlayArguments::pageFile));
+    line.add("--svg", "FILE", "Write the timeline alone, as SVG, into this file or -",
+             into(&PlayArguments::svgFile));
     line.add("--trace", "FILE", "Write trace events for ui.perfetto.dev or chrome://tracing into this file or -",
-             into(&Arguments::traceFile));
+             into(&PlayArguments::traceFile));
     line.add("--log", "V|D|I|W|E|F|S", "Show the plug-in's log from this level on, on standard error",
              [arguments](std::string const& text) { arguments->logLevel = parseLogLevel(text); });
     addHostOptions(line, *arguments);

@@ -20,7 +20,7 @@ struct Choice {
     std::optional<T> value = {};
 };
 
-struct Arguments : PlayOptions {
+struct SweepArguments : PlayOptions {
     std::vector<std::string> inputs;
     std::vector<Choice<int64_t>> hints;
     std::vector<Choice<uint32_t>> policies;
@@ -35,7 +35,7 @@ std::vector<Choice<T>> orDefault(std::vector<Choice<T>> const& choices) {
     return choices.empty() ? std::vector<Choice<T>>(1) : choices;
 }
 
-std::vector<Combination> combinationsOf(Arguments const& arguments) {
+std::vector<Combination> combinationsOf(SweepArguments const& arguments) {
     std::vector<Combination> combinations;
     for (auto const& hint : orDefault(arguments.hints)) {
         for (auto const& policy : orDefault(arguments.policies)) {
@@ -73,7 +73,7 @@ SweepAnswer playOne(PlayOptions const& given, Combination const& combination, st
 
 class Sweep {
   public:
-    explicit Sweep(Arguments const& arguments)
+    explicit Sweep(SweepArguments const& arguments)
         : mArguments(arguments),
           mCombinations(combinationsOf(arguments)),
           mSums(mCombinations.size(), arguments.asNdjson ? &std::cout : nullptr),
@@ -131,7 +131,7 @@ class Sweep {
         }
     }
 
-    Arguments const& mArguments;
+    SweepArguments const& mArguments;
     std::vector<Combination> mCombinations;
     SweepSums mSums;
     Workers mWorkers;
@@ -153,7 +153,7 @@ void tellOdd(PlayOptions const& options, std::vector<Combination> const& combina
     }
 }
 
-int sweep(Arguments const& arguments) {
+int sweep(SweepArguments const& arguments) {
     Sweep sweep(arguments);
     auto const files = filesOf(arguments.inputs);
     files.tellNotes();
@@ -167,7 +167,7 @@ int sweep(Arguments const& arguments) {
 }  // namespace
 
 std::function<int()> addSweep(CommandLine& line) {
-    auto const arguments = std::make_shared<Arguments>();
+    auto const arguments = std::make_shared<SweepArguments>();
     line.addInputs("INPUT",
                    "Session files, dumps, recordings, and folders of them; - reads a session object a line from "
                    "standard input",

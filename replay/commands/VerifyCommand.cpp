@@ -16,7 +16,7 @@ namespace Replay {
 
 namespace {
 
-struct Arguments : PluginOptions {
+struct VerifyArguments : PluginOptions {
     std::vector<std::string> inputs;
     size_t jobs = 1;
 };
@@ -113,7 +113,7 @@ class Results {
     Progress mProgress;
 };
 
-int verify(Arguments const& arguments) {
+int verify(VerifyArguments const& arguments) {
     auto const files = filesOf(arguments.inputs);
     files.tellNotes();
     Recordings const recordings = seriesOf(files.paths);
@@ -130,7 +130,7 @@ int verify(Arguments const& arguments) {
 }  // namespace
 
 std::function<int()> addVerify(CommandLine& line) {
-    auto const arguments = std::make_shared<Arguments>();
+    auto const arguments = std::make_shared<VerifyArguments>();
     line.addInputs("FILE", "Recordings, and folders of them",
                    [arguments](std::string const& text) { arguments->inputs.push_back(text); });
     addPluginOptions(line, *arguments);

@@ -16,7 +16,7 @@ namespace Replay {
 namespace {
 
 constexpr int64_t kFramePeriodNs = 33333333;  // where a dump has only one timestamp
-constexpr int64_t kLatestNs = 1000000000000000000;
+constexpr int64_t kFarthestNs = 1000000000000000000;
 constexpr StreamId kAppStream = 1;
 constexpr StreamId kHalStream = 2;
 
@@ -36,7 +36,7 @@ int64_t interpolate(std::map<int64_t, int64_t> const& points, int64_t frame) {
     double const slope =
         static_cast<double>(right->second - left->second) / static_cast<double>(right->first - left->first);
     double const ns = static_cast<double>(left->second) + slope * static_cast<double>(frame - left->first);
-    constexpr auto kFar = static_cast<double>(2 * kLatestNs);
+    constexpr auto kFar = static_cast<double>(2 * kFarthestNs);
     return static_cast<int64_t>(std::clamp(ns, -kFar, kFar));
 }
 
