@@ -4,10 +4,13 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
+#include <iostream>
+#include <sstream>
 
 #include "ExitCodes.h"
 #include "replay/model/InputError.h"
 #include "replay/model/Integer.h"
+#include "replay/model/Printable.h"
 
 namespace Replay {
 
@@ -85,7 +88,13 @@ std::optional<int> CommandLine::parse(int argc, char const* const* argv) {
     try {
         mParser->app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {
-        return mParser->app.exit(error) == 0 ? 0 : kExitBadInput;
+        std::ostringstream told;
+        int const code = mParser->app.exit(error, std::cout, told);
+        std::istringstream lines(told.str());  // with the arguments as they were given
+        for (std::string line; std::getline(lines, line);) {
+            std::cerr << printable(line) << '\n';
+        }
+        return code == 0 ? 0 : kExitBadInput;
     }
     return std::nullopt;
 }

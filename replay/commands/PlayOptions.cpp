@@ -206,7 +206,7 @@ RunOptions runOptions(PlayOptions const& options) {
 
 bool playSessions(Prepared& prepared, RunOptions options) {
     for (std::string const& warning : prepared.warnings) {
-        std::cerr << "zsl-replay: warning: " << warning << '\n';
+        std::cerr << "zsl-replay: warning: " << printable(warning) << '\n';
     }
     Report& report = prepared.report;
     for (Session const& session : prepared.set.sessions) {

@@ -6,6 +6,7 @@
 #include "InputFiles.h"
 #include "PlayOptions.h"
 #include "SweepSums.h"
+#include "replay/model/Printable.h"
 #include "replay/run/Workers.h"
 #include "replay/selector/Plugin.h"
 
@@ -149,7 +150,7 @@ void tellOdd(PlayOptions const& options, std::vector<Combination> const& combina
         }
     }
     for (std::string const& warning : warnings) {
-        std::cerr << "zsl-replay: warning: " << warning << '\n';
+        std::cerr << "zsl-replay: warning: " << printable(warning) << '\n';
     }
 }
 

@@ -95,7 +95,7 @@ class Results {
                              : fmt::format("{} answers differ", result.differing))
                   << printable(others) << '\n';
         for (std::string const& difference : result.differences) {
-            std::cout << "  " << difference << '\n';
+            std::cout << "  " << printable(difference) << '\n';
         }
         if (result.differing > result.differences.size()) {
             std::cout << "  and " << result.differing - result.differences.size() << " more\n";

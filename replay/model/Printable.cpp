@@ -66,14 +66,4 @@ std::string printable(std::string const& text) {
     return shown;
 }
 
-std::string validUtf8(std::string const& text) {
-    std::string valid;
-    for (size_t at = 0; at < text.size();) {
-        size_t const size = characterAt(text, at).size;
-        valid += size == 0 ? "\xEF\xBF\xBD" : text.substr(at, size);
-        at += size == 0 ? 1 : size;
-    }
-    return valid;
-}
-
 }  // namespace Replay

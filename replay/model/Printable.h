@@ -10,9 +10,6 @@ namespace Replay {
 /// ("\xff"): a terminal obeys none of them, and none is lost. All else, backslashes included, stays.
 std::string printable(std::string const& text);
 
-/// The text with U+FFFD in the place of what is no UTF-8.
-std::string validUtf8(std::string const& text);
-
 /// The character that begins at `at` and its bytes; 0 bytes: no UTF-8 begins there. `at` has to be inside the text.
 struct Character {
     char32_t code;

@@ -32,8 +32,8 @@ std::string durationText(double ms) {
     if (minutes < 60) {
         return fmt::format("{} min", minutes);
     }
-    return minutes < 24 * 60 ? both(minutes, 60, "h", "min")
-                             : both(minutes / 60, 24, minutes < 48 * 60 ? "day" : "days", "h");
+    uint64_t const hours = minutes / 60;
+    return hours < 24 ? both(minutes, 60, "h", "min") : both(hours, 24, hours < 48 ? "day" : "days", "h");
 }
 
 }  // namespace Replay

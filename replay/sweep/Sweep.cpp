@@ -85,9 +85,9 @@ void printSweepTable(std::ostream& out, std::vector<Combination> const& combinat
     for (char const* const heading : {"hint", "policy", "time-out ms"}) {
         table.addColumn(heading);
     }
-    for (Combination const& combination : combinations) {
-        rows.push_back({combination.hint, combination.policy, combination.timeoutMs});
-    }
+    std::transform(combinations.begin(), combinations.end(), std::back_inserter(rows), [](Combination const& from) {
+        return std::vector<std::string>{from.hint, from.policy, from.timeoutMs};
+    });
     for (Column const& column : kColumns) {
         table.addColumn(column.heading, TextTable::Align::Right);
         std::vector<std::optional<double>> values;
