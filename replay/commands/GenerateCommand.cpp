@@ -27,7 +27,7 @@ std::function<int()> addGenerate(CommandLine& line) {
              UINT32_MAX);
     addDecimal("--seconds", "SECONDS=5", "Length of the session", arguments->seconds, 0.1, 3600);
     addDecimal("--fps", "FRAMES=30", "Frames a second", arguments->fps, 1, 1000);
-    addWhole("--captures", "COUNT=6", "Capture requests", arguments->captures, 1, 10000);
+    addWhole("--captures", "COUNT=6", "Capture requests", arguments->captures, 1, 100000);
     addWhole("--burst", "COUNT=0", "Each capture is a burst of so many requests; 0: none is", arguments->burst, 0,
              1000);
     addWhole("--sensors", "COUNT=1", "1, or 2 with frame synchronisation", arguments->sensors, 1, 2);

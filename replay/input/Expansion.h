@@ -5,10 +5,11 @@
 
 namespace Replay {
 
-constexpr int64_t kMaxFrames = 100000;   ///< of an input; almost an hour at 30 frames a second
-constexpr int64_t kMaxRequests = 10000;  ///< of an input; each may be presented on every event
-constexpr int64_t kMaxRun = 1024;        ///< frames of a request, requests of a burst
-constexpr double kMaxMs = 1e7;           ///< a session's length, almost three hours
+constexpr int64_t kMaxFrames = 100000;        ///< of an input; almost an hour at 30 frames a second
+constexpr int64_t kMaxRequests = 100000;      ///< of an input
+constexpr int64_t kMaxBurstRequests = 10000;  ///< of an input, that bursts stand for: all may wait at every event
+constexpr int64_t kMaxRun = 1024;             ///< frames of a request, requests of a burst
+constexpr double kMaxMs = 1e7;                ///< a session's length, almost three hours
 
 /// Values a frame or request holds: itself, its stream ids, the items of its metadata, and the like.
 size_t valuesOf(Frame const& frame);

@@ -191,8 +191,9 @@ void checkOptions(GenerateOptions const& options) {
     check(frameCount(options) <= static_cast<double>(kMaxFrames),
           fmt::format("--seconds, --fps: {} frames; a session holds {} at most", frameCount(options), kMaxFrames));
     size_t const requests = options.captures * std::max<size_t>(1, options.burst);
-    check(requests <= static_cast<size_t>(kMaxRequests),
-          fmt::format("--captures, --burst: {} requests; a session holds {} at most", requests, kMaxRequests));
+    int64_t const most = options.burst > 0 ? kMaxBurstRequests : kMaxRequests;
+    check(requests <= static_cast<size_t>(most),
+          fmt::format("--captures, --burst: {} requests; a session holds {} at most", requests, most));
 }
 
 }  // namespace

@@ -227,6 +227,10 @@ class Reader {
             requests.push_back(std::move(request));
             return;
         }
+        mBurstRequests += count;
+        if (mBurstRequests > static_cast<size_t>(kMaxBurstRequests)) {
+            node.fail(fmt::format("more than {} requests of bursts in the session", kMaxBurstRequests));
+        }
         int64_t const intervalNs = millisecondsOr(node, "intervalMs", 0);
         std::vector<Request> burst;
         for (size_t index = 0; index < count; ++index) {
@@ -247,6 +251,7 @@ class Reader {
     }
 
     Expansion mExpansion;
+    size_t mBurstRequests = 0;
     Session mSession;
     StreamSets mStreams;  // what every frame carries, and every request needs
 };
