@@ -42,7 +42,8 @@ struct CallStory {
     size_t unnamed = 0;              ///< so many more frames are in the answer, and no line says which
     Reason reason;                   ///< why it waits, or goes without ZSL
 
-    bool isNonZsl() const;  ///< served, and at least one frame is captured without ZSL
+    bool isOwnSelection() const;  ///< of the continuous selection, which serves the request itself, not a burst
+    bool isNonZsl() const;        ///< served, and at least one frame is captured without ZSL
 };
 
 /// Where the lines come from.
