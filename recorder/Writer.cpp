@@ -52,7 +52,7 @@ std::string folderOfRecordings() {
 
 }  // namespace
 
-Writer::Writer(std::string folder, Limits limits)
+Writer::Writer(std::string folder, Limits const& limits)
     : mQueue(limits.queueBytes),
       mFolder(std::move(folder), limits.totalBytes),
       mMostBytesAFile(limits.fileBytes),

@@ -36,7 +36,7 @@ class Writer {
     uint64_t mostBytesAFile() const { return mMostBytesAFile; }
 
   private:
-    Writer(std::string folder, Limits limits);
+    Writer(std::string folder, Limits const& limits);
     void start();
     void end() noexcept;
     void run() noexcept;

@@ -26,10 +26,10 @@ struct CommandLine::Parser {
     CLI::App app;
     std::string group;
 
-    CLI::Option& add(std::string const& name, std::string const& shown, char const* help, Take take) {
+    CLI::Option& add(std::string const& name, std::string const& shown, char const* help, Take const& take) {
         auto* const option = app.add_option_function<std::vector<std::string>>(
             name,
-            [take = std::move(take)](std::vector<std::string> const& values) {
+            [take](std::vector<std::string> const& values) {
                 for (std::string const& value : values) {
                     take(value);
                 }
@@ -51,24 +51,24 @@ CommandLine::CommandLine(std::string const& description, std::string const& name
 
 CommandLine::~CommandLine() = default;
 
-void CommandLine::addInput(char const* name, char const* help, Take take, bool isRequired) {
-    mParser->add(name, kAnyText, help, std::move(take)).expected(1)->required(isRequired);
+void CommandLine::addInput(char const* name, char const* help, Take const& take, bool isRequired) {
+    mParser->add(name, kAnyText, help, take).expected(1)->required(isRequired);
 }
 
-void CommandLine::addInputs(char const* name, char const* help, Take take) {
-    mParser->add(name, kAnyText, help, std::move(take)).expected(-1)->required()->allow_extra_args();
+void CommandLine::addInputs(char const* name, char const* help, Take const& take) {
+    mParser->add(name, kAnyText, help, take).expected(-1)->required()->allow_extra_args();
 }
 
-void CommandLine::add(char const* name, char const* shown, char const* help, Take take) {
-    mParser->add(name, shown, help, std::move(take)).expected(1);
+void CommandLine::add(char const* name, char const* shown, char const* help, Take const& take) {
+    mParser->add(name, shown, help, take).expected(1);
 }
 
-void CommandLine::addRepeatable(char const* name, char const* shown, char const* help, Take take) {
-    mParser->add(name, shown, help, std::move(take));
+void CommandLine::addRepeatable(char const* name, char const* shown, char const* help, Take const& take) {
+    mParser->add(name, shown, help, take);
 }
 
-void CommandLine::addList(char const* name, char const* shown, char const* help, Take take) {
-    mParser->add(name, shown, help, std::move(take)).delimiter(',');
+void CommandLine::addList(char const* name, char const* shown, char const* help, Take const& take) {
+    mParser->add(name, shown, help, take).delimiter(',');
 }
 
 void CommandLine::addFlag(char const* name, char const* help, bool& isSet) {

@@ -22,19 +22,19 @@ class CommandLine {
     CommandLine& operator=(CommandLine const&) = delete;
 
     /// What the command works on. `name` has no dashes.
-    void addInput(char const* name, char const* help, Take take, bool isRequired = true);
+    void addInput(char const* name, char const* help, Take const& take, bool isRequired = true);
 
     /// Any number of inputs, at least one.
-    void addInputs(char const* name, char const* help, Take take);
+    void addInputs(char const* name, char const* help, Take const& take);
 
     /// `--name VALUE`, once. `shown` is the value's form in the help, with its default behind "=" if it has one.
-    void add(char const* name, char const* shown, char const* help, Take take);
+    void add(char const* name, char const* shown, char const* help, Take const& take);
 
     /// `--name VALUE`, as often as is wanted; `take` is called for each.
-    void addRepeatable(char const* name, char const* shown, char const* help, Take take);
+    void addRepeatable(char const* name, char const* shown, char const* help, Take const& take);
 
     /// `--name A,B`, and as often as is wanted; `take` is called for each value.
-    void addList(char const* name, char const* shown, char const* help, Take take);
+    void addList(char const* name, char const* shown, char const* help, Take const& take);
 
     void addFlag(char const* name, char const* help, bool& isSet);
 
