@@ -39,14 +39,22 @@ bool hasAllocationFailed() { return hasFailed; }
 
 // NOLINTBEGIN(cppcoreguidelines-no-malloc): this is what others should use instead of malloc.
 
-void* operator new(size_t size) {
+void* operator new(size_t size, std::nothrow_t const& /*tag*/) noexcept {
     if (isFailing()) {
         hasFailed = true;
-        throw std::bad_alloc();
+        return nullptr;
     }
     void* const memory = std::malloc(size == 0 ? 1 : size);
     if (memory == nullptr) {
         std::abort();
+    }
+    return memory;
+}
+
+void* operator new(size_t size) {
+    void* const memory = operator new(size, std::nothrow);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
     }
     return memory;
 }

@@ -127,7 +127,7 @@ class InTrouble : public Recording {
 TEST_F(InTrouble, ShortOfMemory) {
     auto const answers = live(few);
     size_t total = 0;
-    for (size_t const inARow : {1, 2, 5}) {
+    for (size_t const inARow : {size_t{1}, size_t{2}, size_t{5}}) {
         for (size_t step = 0; step < few.size() + 2; ++step) {
             size_t count = 0;
             do {
