@@ -29,7 +29,8 @@ std::atomic<bool> isDiskSlow{false};
 }  // namespace
 
 /// Comes before the C library's for the recorder, too. The bench writes nothing itself while the disk is slow.
-extern "C" ssize_t write(int descriptor, void const* data, size_t size) {
+extern "C" ssize_t writeHere(int descriptor, void const* data, size_t size) __asm__("write");
+extern "C" ssize_t writeHere(int descriptor, void const* data, size_t size) {
     if (isDiskSlow) {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
     }
@@ -126,6 +127,7 @@ void callOnSlowDisk(benchmark::State& state, char const* path, bool isRecorded) 
     for (auto step : state) {
         std::vector<std::vector<Clock::duration>> took(static_cast<size_t>(state.range(0)));
         std::vector<std::thread> threads;
+        threads.reserve(took.size());
         isDiskSlow = true;
         for (auto& mine : took) {
             threads.emplace_back([&mine, selector = makeSelector(path, isRecorded)] {

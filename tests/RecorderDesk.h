@@ -43,6 +43,7 @@ class Recording : public testing::Test {
             files[{number.size(), number + name}] = file.path();
         }
         std::vector<std::string> paths;
+        paths.reserve(files.size());
         for (auto const& file : files) {
             paths.push_back(file.second);
         }

@@ -198,6 +198,20 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
                  is("hdr: curPreCollects(#0)={}") || (shown == "frames" && is("multi")));
     }
 
+    void askForRequest() {
+        auto const requestNo = next<RequestNo>();
+        scene.request(requestNo, nextOr<int64_t>(0));
+        ask();
+    }
+
+    void askForBurst() {
+        auto const base = next<RequestNo>();
+        auto const idx = next<int32_t>();
+        auto const cnt = next<int32_t>();
+        scene.burst(base, idx, cnt, nextOr<int64_t>(0));
+        ask();
+    }
+
     void obey(std::string const& command) {
         auto& in = scene.in;
         auto const number = [&] { return next<uint32_t>(); };
@@ -241,20 +255,8 @@ class Scenario : public SelectorTest, public testing::WithParamInterface<std::st
              }},
             {"noprecollect", [&] { in.preCollects.clear(); }},
             {"key", [&] { in.requiredFrames[next<int32_t>()] = {}; }},
-            {"request",
-             [&] {
-                 RequestNo const requestNo = number();
-                 scene.request(requestNo, nextOr<int64_t>(0));
-                 ask();
-             }},
-            {"burst",
-             [&] {
-                 RequestNo const base = number();
-                 auto const idx = next<int32_t>();
-                 auto const cnt = next<int32_t>();
-                 scene.burst(base, idx, cnt, nextOr<int64_t>(0));
-                 ask();
-             }},
+            {"request", [&] { askForRequest(); }},
+            {"burst", [&] { askForBurst(); }},
             {"show", [&] { shown = word(); }},
         };
         if (command == "hint" || command == "policy" || command == "timeout") {

@@ -145,7 +145,7 @@ int64_t parseHint(std::string const& text) {
 
 std::vector<std::string> force(SettingOverrides const& overrides) {
     struct Entry {
-        char const* property;
+        char const* property = nullptr;
         std::optional<int64_t> value;
     };
     Entry const entries[] = {
