@@ -3,11 +3,8 @@
 #include <fmt/core.h>
 #include <vzrcam/PropertyStore.h>
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
+#include <sstream>
 
 #include "Progress.h"
 #include "replay/model/InputError.h"
@@ -24,16 +21,8 @@ namespace {
 namespace Properties = NSCam::Utils::Properties;
 
 void setPropertiesOfFile(std::string const& path) {
-    std::error_code error;
-    if (std::filesystem::is_directory(path, error)) {
-        throw InputError("--props: " + path + " is a folder; expected a file of name=value lines");
-    }
-    errno = 0;
-    std::ifstream file(path);
-    if (!file) {
-        throw InputError("--props: " + path + ": " + std::strerror(errno));
-    }
-    Properties::load(file, path);
+    std::istringstream lines(readText(path).text);
+    Properties::load(lines, path);
 }
 
 /// TAG=VALUE, the value a word or number of the tag, or "absent".

@@ -32,10 +32,14 @@ class Results {
     void take(size_t recording, ChildEnd const& end) {
         mProgress.clear();
         std::string const& name = mRecordings[recording].front();
-        if (end.failure) {
-            fail(name, *end.failure);
-        } else {
-            tell(name, unpackVerification(end.answer));
+        try {
+            if (end.failure) {
+                fail(name, *end.failure);
+            } else {
+                tell(name, unpackVerification(end.answer));
+            }
+        } catch (BrokenPlugin const& error) {
+            fail(name, {error.what()});
         }
         mProgress.show(fmt::format("{} of {} recordings verified", ++mDone, mRecordings.size()));
     }

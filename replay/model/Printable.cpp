@@ -9,7 +9,7 @@ namespace {
 constexpr Character kNone{0, 0};
 
 bool isTextDirection(char32_t code) {
-    return code == 0x200E || code == 0x200F || (code >= 0x202A && code <= 0x202E) ||
+    return code == 0x061C || code == 0x200E || code == 0x200F || (code >= 0x202A && code <= 0x202E) ||
            (code >= 0x2066 && code <= 0x2069);
 }
 

@@ -22,7 +22,9 @@ auto onPlugin(std::string const& path, Call const& call) {
     } catch (InputError const&) {
         throw;
     } catch (std::exception const& error) {
-        throw BrokenPlugin(fmt::format("the plug-in threw an exception: {}", error.what()));
+        char const* const text = error.what();
+        throw BrokenPlugin(
+            fmt::format("the plug-in threw an exception: {}", text != nullptr ? text : "without a text"));
     } catch (...) {
         throw BrokenPlugin("the plug-in threw an exception");
     }

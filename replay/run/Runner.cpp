@@ -52,9 +52,13 @@ RunResult runSession(Session const& session, RunOptions options) {
     if (end.failure) {
         return {std::nullopt, *end.failure, end.isOutOfProcesses};
     }
-    PlayedSession played = unpackPlayed(end.answer, session);
-    played.log = options.host.log;
-    return {std::move(played), {}, false};
+    try {
+        PlayedSession played = unpackPlayed(end.answer, session);
+        played.log = options.host.log;
+        return {std::move(played), {}, false};
+    } catch (BrokenPlugin const& error) {
+        return {std::nullopt, {error.what()}, false};
+    }
 }
 
 }  // namespace Replay

@@ -49,22 +49,22 @@ class Writer {
     std::string mBytes;
 };
 
+constexpr char const* kForged = "the plug-in ended the process, which left an answer that cannot be read";
+
 class Reader {
   public:
-    explicit Reader(std::string const& bytes) : mNext(bytes.data()) {}
+    explicit Reader(std::string const& bytes) : mNext(bytes.data()), mEnd(bytes.data() + bytes.size()) {}
 
     Json next() {
-        uint32_t size = 0;
-        std::memcpy(&size, mNext, sizeof size);
-        char const* const begin = mNext + sizeof size;
-        mNext = begin + size;
+        uint32_t const size = takeSize();
+        char const* const begin = mNext;
+        mNext += size;
         return Json::from_msgpack(begin, mNext);
     }
 
     template <typename T>
     void takeList(std::vector<T>& list) {
         auto const size = next().get<size_t>();
-        list.reserve(size);
         while (list.size() < size) {
             for (Json const& element : next()) {
                 list.push_back(element.get<T>());
@@ -73,8 +73,33 @@ class Reader {
     }
 
   private:
+    uint32_t takeSize() {
+        uint32_t size = 0;
+        auto const left = [this] { return static_cast<size_t>(mEnd - mNext); };
+        if (left() < sizeof size) {
+            throw BrokenPlugin(kForged);
+        }
+        std::memcpy(&size, mNext, sizeof size);
+        mNext += sizeof size;
+        if (left() < size) {
+            throw BrokenPlugin(kForged);
+        }
+        return size;
+    }
+
     char const* mNext;
+    char const* mEnd;
 };
+
+/// What `unpack` makes of an answer; the plug-in may have written into the pipe itself.
+template <typename Unpack>
+auto checked(Unpack const& unpack) {
+    try {
+        return unpack();
+    } catch (Json::exception const&) {
+        throw BrokenPlugin(kForged);
+    }
+}
 
 }  // namespace
 
@@ -88,11 +113,17 @@ std::string pack(PlayedSession const& played) {
 }
 
 PlayedSession unpackPlayed(std::string const& bytes, Session const& session) {
-    Reader reader(bytes);
-    PlayedSession played{&session, reader.next().get<SessionResult>(), {}};
-    reader.takeList(played.result.outcomes);
-    reader.takeList(played.result.frames);
-    reader.takeList(played.explanations);
+    PlayedSession played = checked([&] {
+        Reader reader(bytes);
+        PlayedSession read{&session, reader.next().get<SessionResult>(), {}};
+        reader.takeList(read.result.outcomes);
+        reader.takeList(read.result.frames);
+        reader.takeList(read.explanations);
+        return read;
+    });
+    if (played.result.outcomes.size() != session.requests.size()) {
+        throw BrokenPlugin(kForged);
+    }
     for (size_t index = 0; index < played.result.outcomes.size(); ++index) {
         played.result.outcomes[index].request = &session.requests[index];
     }
@@ -105,6 +136,8 @@ std::string pack(Verification const& verification) {
     return writer.take();
 }
 
-Verification unpackVerification(std::string const& bytes) { return Reader(bytes).next().get<Verification>(); }
+Verification unpackVerification(std::string const& bytes) {
+    return checked([&] { return Reader(bytes).next().get<Verification>(); });
+}
 
 }  // namespace Replay

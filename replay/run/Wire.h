@@ -8,10 +8,12 @@ namespace Replay {
 
 std::string pack(PlayedSession const& played);
 
-/// `session` is the one that was played.
+/// `session` is the one that was played. Throws BrokenPlugin unless the bytes are an answer.
 PlayedSession unpackPlayed(std::string const& bytes, Session const& session);
 
 std::string pack(Verification const& verification);
+
+/// Throws BrokenPlugin unless the bytes are an answer.
 Verification unpackVerification(std::string const& bytes);
 
 }  // namespace Replay
