@@ -56,7 +56,7 @@ printf '[1]' >"$work/array"
 printf '01-01 00:00:00.000  1  1 D Tag: text\n' >"$work/log"
 printf '{"frames": [], "frames": []}' >"$work/twice"
 : >"$work/empty"
-for kind in gzip:gzip utf16:UTF-16 array:'a JSON array' log:logcat empty:empty twice:'/frames: the key stands twice'; do
+for kind in gzip:gzip utf16:UTF-16 array:'a JSON array' log:logcat empty:empty twice:'/frames: the key appears twice'; do
     check 2 "${kind#*:}" "$work/${kind%%:*}"
 done
 # A plug-in that breaks ends its session, not the tool: played, swept over, and verified. File names may be any bytes.
@@ -100,7 +100,7 @@ run --log D "$late" 2>"$work/selector.log" >/dev/null
 check 0 '^R901 waited 1008 ms' explain --logcat "$work/selector.log"
 check 0 '^R901 waited 1008 ms' explain --logcat - --request 901 <"$work/selector.log"
 check 2 'no call of the selector; looked for the tag SampleSelector' explain --logcat "$work/log"
-check 2 'explain what\?' explain
+check 2 'nothing to explain: give INPUT' explain
 check 2 'excludes' explain --logcat "$work/log" "$work/dump"
 # The same on every machine and with every standard library.
 run generate --seed 7 --sensors 2 --burst 3 | cksum | grep -q '^3293878639 12336$' ||

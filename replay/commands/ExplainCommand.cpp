@@ -124,7 +124,7 @@ std::function<int()> addExplain(CommandLine& line) {
     addHostOptions(line, *arguments);
     return [arguments] {
         if (arguments->input.empty() && arguments->logcat.empty()) {
-            throw InputError("explain what? Give INPUT or --logcat FILE; --help tells more");
+            throw InputError("nothing to explain: give INPUT or --logcat FILE; --help tells more");
         }
         return arguments->logcat.empty() ? explainSessions(*arguments) : explainLog(*arguments);
     };

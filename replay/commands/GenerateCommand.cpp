@@ -28,11 +28,11 @@ std::function<int()> addGenerate(CommandLine& line) {
     addDecimal("--seconds", "SECONDS=5", "Length of the session", arguments->seconds, 0.1, 3600);
     addDecimal("--fps", "FRAMES=30", "Frames a second", arguments->fps, 1, 1000);
     addWhole("--captures", "COUNT=6", "Capture requests", arguments->captures, 1, 100000);
-    addWhole("--burst", "COUNT=0", "Each capture is a burst of so many requests; 0: none is", arguments->burst, 0,
-             1000);
-    addWhole("--sensors", "COUNT=1", "1, or 2 with frame synchronisation", arguments->sensors, 1, 2);
-    addWhole("--count", "COUNT=1", "So many sessions, a line each, with this and the next seeds", arguments->count,
-             1, 10000000);
+    addWhole("--burst", "COUNT=0", "Make each capture a burst of this many requests; 0: no bursts",
+             arguments->burst, 0, 1000);
+    addWhole("--sensors", "COUNT=1", "Sensors: 1, or 2 with frame synchronisation", arguments->sensors, 1, 2);
+    addWhole("--count", "COUNT=1", "How many sessions, one per line, each with the next seed", arguments->count, 1,
+             10000000);
     return [arguments] {
         for (uint32_t index = 0; index < arguments->count && std::cout; ++index) {
             GenerateOptions options = *arguments;

@@ -107,10 +107,9 @@ std::function<int()> addPlay(CommandLine& line) {
     addSettingOptions(line, *arguments);
     addRequestOption(line, *arguments);
     line.addFlag("--json", "Print JSON in place of the table", arguments->asJson);
-    line.add(
-        "--html", "FILE",
-        "Write a page with timeline and explanations, which stands alone, into this file; - is standard output",
-        into(&PlayArguments::pageFile));
+    line.add("--html", "FILE",
+             "Write a page with timeline and explanations, complete in one file; - is standard output",
+             into(&PlayArguments::pageFile));
     line.add("--svg", "FILE", "Write the timeline alone, as SVG, into this file or -",
              into(&PlayArguments::svgFile));
     line.add("--trace", "FILE", "Write trace events for ui.perfetto.dev or chrome://tracing into this file or -",

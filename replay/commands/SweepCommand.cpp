@@ -170,8 +170,8 @@ int sweep(SweepArguments const& arguments) {
 std::function<int()> addSweep(CommandLine& line) {
     auto const arguments = std::make_shared<SweepArguments>();
     line.addInputs("INPUT",
-                   "Session files, dumps, recordings, and folders of them; - reads a session object a line from "
-                   "standard input",
+                   "Session files, dumps, recordings, and folders of them; - reads session objects from standard "
+                   "input, one per line",
                    [arguments](std::string const& text) { arguments->inputs.push_back(text); });
     auto const addChoices = [&](char const* name, char const* shown, char const* help, auto& choices, auto parse) {
         line.addList(name, shown, help, [&choices, parse, arguments](std::string const& text) {
@@ -188,7 +188,7 @@ std::function<int()> addSweep(CommandLine& line) {
                [](std::string const& text) { return wholeNumber(text, "--timeout-ms", 0, INT64_MAX); });
     addJobsOption(line, arguments->jobs, "How many processes play at once");
     line.addFlag("--csv", "Print comma-separated values in place of the table", arguments->asCsv);
-    line.addFlag("--ndjson", "Print one JSON object an input and combination, a line each, as they are done",
+    line.addFlag("--ndjson", "Print one JSON object per input and combination, one per line, as each is done",
                  arguments->asNdjson);
     line.exclude("--csv", "--ndjson");
     addHostOptions(line, *arguments);

@@ -91,7 +91,7 @@ class Results {
         bool const isCompared = result.unsure < result.calls;
         ++(!isCompared ? mNothing : isSame ? mSame : mDiffering);
         std::string const others =
-            result.unsure > 0 ? fmt::format("; {} cannot be vouched for ({})", result.unsure, result.why) : "";
+            result.unsure > 0 ? fmt::format("; {} cannot be checked ({})", result.unsure, result.why) : "";
         char const* const which = result.unsure == 0 ? "all" : isCompared ? "the other" : "no";
         std::cout << (mRecordings.size() == 1 ? "" : printable(file) + ": ")
                   << fmt::format("{} calls of {} selectors: ", result.calls, result.selectors)

@@ -31,7 +31,7 @@ constexpr Command kCommands[] = {
      "Other commands, each with its own --help:\n"
      "  zsl-replay explain INPUT                     why, call by call; also from a logcat\n"
      "  zsl-replay sweep INPUT...                    many inputs under many settings, compared\n"
-     "  zsl-replay generate                          plausible sessions, by chance\n"
+     "  zsl-replay generate                          plausible random sessions\n"
      "  zsl-replay verify FILE...                    recorded calls made again, and compared\n"
      "\n"
      "INPUT is a session file (JSON), what `adb shell cmd media.camera watch dump` printed, or a recording."},
@@ -45,18 +45,18 @@ constexpr Command kCommands[] = {
      "  zsl-replay sweep sessions/ --hint 0,2,3 --policy default,0 --timeout-ms 300,1000\n"
      "  cat sessions.ndjson | zsl-replay sweep --ndjson --hint 0,2 -\n"
      "\n"
-     "default leaves a setting to the input's own properties, and else to the plug-in. A row of the table is a\n"
-     "combination, summed over all inputs. An input that fails is told, left out and counted."},
-    {"generate", "Writes plausible sessions to standard output, a line each.", Replay::addGenerate,
+     "default is what the input's own properties say, and without them the plug-in's default. A row of the table\n"
+     "is a combination, summed over all inputs. An input that fails is named, left out and counted."},
+    {"generate", "Writes plausible sessions to standard output, one per line.", Replay::addGenerate,
      "Examples:\n"
      "  zsl-replay generate --seed 7 --seconds 5 --fps 30 --captures 6 > session.json\n"
      "  zsl-replay generate --count 1000 | zsl-replay sweep --hint 0 --policy default,0 -"},
     {"verify", "Makes recorded calls again, in order, and compares every answer.", Replay::addVerify,
      "Examples:\n"
-     "  zsl-replay verify zsl-1234-1790000000000.ndjson\n"
+     "  zsl-replay verify zsl-1234-1790000000000-1.ndjson\n"
      "  zsl-replay verify --plugin ./libvzrcam_zsl_sampleselector.so recordings/\n"
      "\n"
-     "Exit code 4: an answer is not as recorded."}};
+     "Exit code 4: an answer is not as recorded. Without an answer to compare, the exit code is 2."}};
 
 int run(Command const& command, int argc, char** argv) {
     bool const isPlay = &command == &kCommands[0];

@@ -48,7 +48,7 @@ class DuplicateKeys : public Json::json_sax_t {
         Level& level = mOpen.back();
         level.place = escapedKey(key);
         if (!level.keys.insert(level.place).second) {
-            throw InputError(mName + ": " + pointer() + ": the key stands twice");
+            throw InputError(mName + ": " + pointer() + ": the key appears twice");
         }
         return true;
     }

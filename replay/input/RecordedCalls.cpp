@@ -85,7 +85,7 @@ std::optional<JsonDocument> RecordingReader::nextLine() {
         }
     }
     if (mIn.bad()) {
-        throw InputError(fmt::format("{}: cannot be read behind line {}", mFile, mLine));
+        throw InputError(fmt::format("{}: cannot be read after line {}", mFile, mLine));
     }
     return std::nullopt;
 }
@@ -142,7 +142,7 @@ std::optional<RecordedEvent> RecordingReader::nextOfFile() {
         }
         Node const line = document->root();
         if (mHasEnded) {
-            line.fail("there is a line behind the last");
+            line.fail("a line follows the last one");
         }
         if (!mHasHeader) {
             mHasHeader = true;
@@ -216,7 +216,7 @@ void RecordingReader::checkNumber(Node const& number) {
     auto const found = static_cast<uint64_t>(number.integer(1, kMaxI64));
     if (!mHasCall && mPart.number > 1 && (!mBefore || found != mPart.lastCall + 1)) {
         mPart.lastCall = found - 1;
-        addGap(mBefore ? "calls before it are not in the files" : "the files before are not there");
+        addGap(mBefore ? "calls before it are not in the files" : "earlier files are missing");
     }
     if (found != mPart.lastCall + 1) {
         number.fail(

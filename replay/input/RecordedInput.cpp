@@ -57,7 +57,7 @@ std::shared_ptr<Metadata const> KnownInputs::metaOf(Node const& number) const {
     int64_t const wanted = number.integer<int64_t>();
     auto const found = mTags.find(wanted);
     if (wanted != 0 && found == mTags.end()) {
-        number.fail(fmt::format("metadata {} was not told before", wanted));
+        number.fail(fmt::format("metadata {} was not defined before", wanted));
     }
     return wanted == 0 ? nullptr : found->second;
 }
@@ -137,7 +137,7 @@ void KnownInputs::read(Node const& line, RecordedInput& input) {
     eachOfRuns(node.at("history"), [&](Node const& run, int64_t number) {
         auto const entry = mHistory.find(number);
         if (entry == mHistory.end()) {
-            run.fail(fmt::format("history frame {} was not told before", number));
+            run.fail(fmt::format("history frame {} was not defined before", number));
         }
         KnownFrame const& known = entry->second;
         input.in.history[known.key] = known.frame;
@@ -149,7 +149,7 @@ void KnownInputs::read(Node const& line, RecordedInput& input) {
     eachOfRuns(node.at("inflight"), [&](Node const& run, int64_t number) {
         auto const entry = mInflight.find(number);
         if (entry == mInflight.end()) {
-            run.fail(fmt::format("frame in flight {} was not told before", number));
+            run.fail(fmt::format("frame in flight {} was not defined before", number));
         }
         input.in.inflight[entry->second.key] = entry->second.frame;
         used.insert(number);

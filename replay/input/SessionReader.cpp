@@ -79,7 +79,7 @@ std::vector<size_t> readOrder(Node const& node, size_t count) {
     node.eachItem([&](Node const& item) {
         auto const index = static_cast<size_t>(item.integer(0, static_cast<int64_t>(count) - 1));
         if (std::find(order.begin(), order.end(), index) != order.end()) {
-            item.fail("the index stands twice");
+            item.fail("the index appears twice");
         }
         order.push_back(index);
     });
